@@ -1,0 +1,28 @@
+# ruf_add_interval_library(<target> [OPTIMIZE <flag>])
+#
+# Builds the product from its sources. The test tree calls it a second time
+# with OPTIMIZE -O3, so that the rounding tests also run against code that the
+# optimiser has been free to rearrange.
+set(RUF_SOURCE_DIR ${CMAKE_CURRENT_LIST_DIR}/..)
+
+function(ruf_add_interval_library target)
+  cmake_parse_arguments(ARG "" "OPTIMIZE" "" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS
+       ${RUF_SOURCE_DIR}/frame/*.cpp ${RUF_SOURCE_DIR}/scalar/*.cpp
+       ${RUF_SOURCE_DIR}/solvers/*.cpp)
+  add_library(${target} SHARED ${sources})
+  target_include_directories(${target}
+    PUBLIC $<BUILD_INTERFACE:${RUF_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+    PRIVATE ${RUF_SOURCE_DIR})
+  # Directed rounding is only meaningful if the compiler keeps every
+  # operation where it was written: no folding under an assumed mode, no
+  # fused multiply-add, no value-changing rewrites.
+  target_compile_options(${target} PRIVATE -frounding-math -ffp-contract=off -fno-fast-math
+                         -fvisibility=hidden -Wall -Wextra -Werror ${ARG_OPTIMIZE})
+  # Calls between our own routines bind inside the library; the service
+  # routines, xerbla_ and LAPACK stay interposable.
+  target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions -Wl,--no-undefined)
+  target_link_libraries(${target} PUBLIC ruf_service PRIVATE ${LAPACK_LIBRARIES} m)
+  set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION}
+                        SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME interval)
+endfunction()

@@ -1,0 +1,48 @@
+#include "support/doubles.h"
+
+#include <dlfcn.h>
+
+#include <cstdint>
+
+namespace ruf_test {
+namespace {
+std::vector<XerblaCall> g_calls;
+int g_fail_at = 0;
+int g_count = 0;
+int g_live = 0;
+} // namespace
+
+std::vector<XerblaCall> &xerbla_calls() { return g_calls; }
+void reset_xerbla() { g_calls.clear(); }
+void arm_allocation_failure(int k) {
+  g_fail_at = k;
+  g_count = 0;
+}
+int allocation_count() { return g_count; }
+int live_allocations() { return g_live; }
+
+} // namespace ruf_test
+
+extern "C" {
+
+void xerbla_(const char *name, const int *info, int name_len) {
+  ruf_test::g_calls.push_back({std::string(name, name_len > 0 ? name_len : 0), *info, name_len});
+}
+
+void *ruf_serv_allocate(std::int64_t bytes) {
+  using Fn = void *(*)(std::int64_t);
+  static const Fn real = reinterpret_cast<Fn>(dlsym(RTLD_NEXT, "ruf_serv_allocate"));
+  ++ruf_test::g_count;
+  if (ruf_test::g_fail_at > 0 && ruf_test::g_count == ruf_test::g_fail_at) return nullptr;
+  void *p = real(bytes);
+  if (p != nullptr) ++ruf_test::g_live;
+  return p;
+}
+
+void ruf_serv_deallocate(void *address) {
+  using Fn = void (*)(void *);
+  static const Fn real = reinterpret_cast<Fn>(dlsym(RTLD_NEXT, "ruf_serv_deallocate"));
+  if (address != nullptr) --ruf_test::g_live;
+  real(address);
+}
+}
