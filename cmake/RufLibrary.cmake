@@ -18,7 +18,7 @@ function(ruf_add_interval_library target)
   # operation where it was written: no folding under an assumed mode, no
   # fused multiply-add, no value-changing rewrites.
   target_compile_options(${target} PRIVATE -frounding-math -ffp-contract=off -fno-fast-math
-                         -fvisibility=hidden -Wall -Wextra -Werror ${ARG_OPTIMIZE})
+                         -fvisibility=hidden -fno-plt -Wall -Wextra -Werror ${ARG_OPTIMIZE})
   # Calls between our own routines bind inside the library; the service
   # routines, xerbla_ and LAPACK stay interposable.
   target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions -Wl,--no-undefined)

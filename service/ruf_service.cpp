@@ -21,11 +21,12 @@ int read_configuration() {
   return kUnset;
 }
 
-// Initialised once, thread-safely; later calls cost one guard-byte check.
-int configured_mode() {
-  static const int mode = read_configuration();
-  return mode;
-}
+// Read once, when the library is loaded (before any thread of the program can
+// call in), so that the per-call queries are a plain load.
+int g_configured = kUnset;
+[[gnu::constructor]] void load_configuration() { g_configured = read_configuration(); }
+
+inline int configured_mode() { return g_configured; }
 
 using SetThreads = void (*)(int);
 using GetProcs = int (*)(void);
