@@ -23,6 +23,7 @@ function(ruf_add_interval_library target)
   # routines, xerbla_ and LAPACK stay interposable.
   target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions -Wl,--no-undefined)
   target_link_libraries(${target} PUBLIC ruf_service PRIVATE ${LAPACK_LIBRARIES} m)
-  set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION}
+  # $ORIGIN: the installed product finds the service library beside it.
+  set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} INSTALL_RPATH "$ORIGIN"
                         SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME interval)
 endfunction()
