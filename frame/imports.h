@@ -5,6 +5,8 @@
 #include "ruf_interval.h"
 #include "ruf_service.h"
 
+#include "frame/lapack.h"
+
 extern "C" {
 // LAPACK error handler.
 void xerbla_(const char *name, const int *info, int name_len);

