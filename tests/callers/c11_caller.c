@@ -28,6 +28,15 @@ int main(void) {
   check(S_MIG(&xs) == 2.0f, "S_MIG([2,4]) = 2");
   check(D_MAG(&y) == 4.0, "D_MAG([-3,4]) = 4");
 
-  printf("%d passed, %d failed\n", 4 - failures, failures);
+  /* A solver through its upper-case spelling; hidden option lengths last. */
+  ruf_di a[4] = {{2, 2}, {1, 1}, {0, 0}, {4, 4}}, b[2] = {{2, 2}, {3, 3}};
+  int n = 2, nrhs = 1, lda = 2, ldb = 2, info = -99;
+  DITRTRS("L", "N", "N", &n, &nrhs, a, &lda, b, &ldb, &info, 1, 1, 1);
+  check(info == 0 && b[0].inf == 1 && b[0].sup == 1 && b[1].inf == 0.5 && b[1].sup == 0.5,
+        "DITRTRS lower solve");
+  DIGEGAS("N", &n, &nrhs, a, &lda, b, &ldb, &info, 1);
+  check(info == 0 && b[0].inf <= 0.5 && 0.5 <= b[0].sup, "DIGEGAS");
+
+  printf("%d passed, %d failed\n", 6 - failures, failures);
   return failures != 0;
 }

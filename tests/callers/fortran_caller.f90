@@ -1,0 +1,68 @@
+! A Fortran caller using the lower-case-with-underscore convention: gfortran
+! appends the underscore and passes each character argument's length hidden
+! after the declared arguments. Prints "N passed, M failed"; stops with
+! status 1 on a failure.
+program fortran_caller
+  use, intrinsic :: iso_c_binding, only: c_double, c_int
+  implicit none
+
+  type, bind(c) :: di
+    real(c_double) :: inf, sup
+  end type di
+
+  type(di) :: a(2, 2), b(2, 1), r, x, y
+  integer(c_int) :: n, nrhs, lda, ldb, info
+  integer :: passed = 0, failed = 0
+
+  ! di_di_mult: [-1, 2] * [-3, 4] = [-4, 8]
+  x = di(-1d0, 2d0)
+  y = di(-3d0, 4d0)
+  call di_di_mult(r, x, y)
+  call check(r%inf == -4d0 .and. r%sup == 8d0, 'di_di_mult')
+
+  ! ditrtrs, lower triangle [[2, 0], [1, 4]], b = (2, 3): x = (1, 0.5) exactly
+  n = 2; nrhs = 1; lda = 2; ldb = 2
+  a(1, 1) = di(2d0, 2d0); a(2, 1) = di(1d0, 1d0)
+  a(1, 2) = di(0d0, 0d0); a(2, 2) = di(4d0, 4d0)
+  b(1, 1) = di(2d0, 2d0); b(2, 1) = di(3d0, 3d0)
+  call ditrtrs('L', 'N', 'N', n, nrhs, a, lda, b, ldb, info)
+  call check(info == 0 .and. b(1, 1)%inf == 1d0 .and. b(1, 1)%sup == 1d0 &
+             .and. b(2, 1)%inf == 0.5d0 .and. b(2, 1)%sup == 0.5d0, 'ditrtrs')
+
+  ! digegas on [[4, 1], [1, 3]] widened by 1e-10: contains (1/11, 7/11)
+  a(1, 1) = di(4d0 - 1d-10, 4d0 + 1d-10); a(2, 1) = di(1d0, 1d0)
+  a(1, 2) = di(1d0, 1d0); a(2, 2) = di(3d0 - 1d-10, 3d0 + 1d-10)
+  b(1, 1) = di(1d0, 1d0); b(2, 1) = di(2d0, 2d0)
+  call digegas('N', n, nrhs, a, lda, b, ldb, info)
+  call check(info == 0 .and. b(1, 1)%inf < 1d0 / 11 .and. 1d0 / 11 < b(1, 1)%sup &
+             .and. b(2, 1)%inf < 7d0 / 11 .and. 7d0 / 11 < b(2, 1)%sup &
+             .and. b(1, 1)%sup - b(1, 1)%inf < 1d-8, 'digegas')
+
+  ! A bad option reaches the error handler, not a crash: info = -1.
+  call digegas('X', n, nrhs, a, lda, b, ldb, info)
+  call check(info == -1, 'digegas bad option')
+
+  print '(i0, a, i0, a)', passed, ' passed, ', failed, ' failed'
+  if (failed > 0) stop 1
+
+contains
+
+  subroutine check(ok, what)
+    logical, intent(in) :: ok
+    character(*), intent(in) :: what
+    if (ok) then
+      passed = passed + 1
+    else
+      failed = failed + 1
+      print '(2a)', 'FAILED: ', what
+    end if
+  end subroutine check
+
+end program fortran_caller
+
+! The LAPACK handler would stop the program; this one only reports.
+subroutine xerbla(name, info)
+  character(*), intent(in) :: name
+  integer, intent(in) :: info
+  print '(3a, i0)', 'xerbla: ', name, ' argument ', info
+end subroutine xerbla

@@ -1,0 +1,159 @@
+// The ruf-solve input reader. Every decimal is checked against MPFR's
+// conversion of the same text with directed rounding, which reads the
+// decimal exactly: a bound that is off by one unit in the last place, or that
+// was rounded the wrong way, fails bit for bit.
+#include <gtest/gtest.h>
+#include <mpfr.h>
+
+#include <cfenv>
+#include <cmath>
+#include <string>
+
+#include "parse.h"
+#include "support/oracle.h"
+
+using ruf_solve::decimal_enclosure;
+using ruf_solve::InputError;
+using ruf_solve::parse_system;
+using ruf_solve::System;
+using ruf_test::same;
+
+namespace {
+
+double mpfr_rounded(const char *text, mpfr_rnd_t rnd) {
+  mpfr_t m;
+  mpfr_init2(m, 53);
+  mpfr_strtofr(m, text, nullptr, 10, rnd);
+  // A second rounding in the same direction onto the subnormal grid is exact.
+  const double v = mpfr_get_d(m, rnd);
+  mpfr_clear(m);
+  return v;
+}
+
+void expect_tightest(const ruf_di &x, const char *text) {
+  EXPECT_TRUE(same(x.inf, mpfr_rounded(text, MPFR_RNDD))) << text << " lo " << x.inf;
+  EXPECT_TRUE(same(x.sup, mpfr_rounded(text, MPFR_RNDU))) << text << " hi " << x.sup;
+}
+void expect_lower(double lo, const char *text) {
+  EXPECT_TRUE(same(lo, mpfr_rounded(text, MPFR_RNDD))) << text;
+}
+void expect_upper(double hi, const char *text) {
+  EXPECT_TRUE(same(hi, mpfr_rounded(text, MPFR_RNDU))) << text;
+}
+
+TEST(SolveInput, DecimalsGetTheTightestEnclosure) {
+  const char *tokens[] = {"0.1",
+                          "-0.1",
+                          "0.3",
+                          "1",
+                          "-0",
+                          "2.5e-3",
+                          ".5",
+                          "5.",
+                          "+7",
+                          "1E5",
+                          "0.1e1",
+                          "1e23",
+                          "123456789012345678901234567890",
+                          "9007199254740993", // 2^53 + 1
+                          "1e400",
+                          "-1e400",
+                          "1e-400",
+                          "-1e-400", // beyond either end of the range
+                          "4.9406564584124654e-324",
+                          "2.2250738585072011e-308", // subnormals
+                          "0.000000000000000000000000000000000000001",
+                          "inf",
+                          "-Infinity"};
+  for (const char *t : tokens) {
+    // The conversion must not depend on, nor disturb, the caller's mode.
+    std::fesetround(FE_TOWARDZERO);
+    const auto x = decimal_enclosure(t);
+    EXPECT_EQ(std::fegetround(), FE_TOWARDZERO) << t;
+    std::fesetround(FE_TONEAREST);
+    ASSERT_TRUE(x.has_value()) << t;
+    expect_tightest(*x, t);
+  }
+}
+
+TEST(SolveInput, OnlyDecimalNumbersAreNumbers) {
+  for (const char *t : {"", "-", ".", "+.", "e5", "1e", "1e+", "0x10", "nan", "1.2.3", "1e5.5",
+                        "--1", "1d5", "infinit", "1_000", "½"})
+    EXPECT_FALSE(decimal_enclosure(t).has_value()) << t;
+}
+
+TEST(SolveInput, ReadsRowsIntoColumnMajorWithCommentsAnywhere) {
+  const System s = parse_system("# header\n"
+                                " 2   2 # n nrhs\n"
+                                "[0.1, 0.2]  -3\n"
+                                "\t4#comment touching a number\n"
+                                "[ -1e-400 ,0 ]\n"
+                                "1 2 3\n"
+                                "4 # the end, no newline");
+  ASSERT_EQ(s.n, 2);
+  ASSERT_EQ(s.nrhs, 2);
+  expect_lower(s.A(0, 0).inf, "0.1");
+  expect_upper(s.A(0, 0).sup, "0.2");
+  EXPECT_EQ(s.A(0, 1).inf, -3);
+  EXPECT_EQ(s.A(1, 0).sup, 4);
+  expect_lower(s.A(1, 1).inf, "-1e-400");
+  EXPECT_TRUE(same(s.A(1, 1).sup, 0.0));
+  EXPECT_EQ(s.B(0, 1).inf, 2);
+  EXPECT_EQ(s.B(1, 0).inf, 3);
+  EXPECT_EQ(s.B(1, 1).sup, 4);
+  EXPECT_EQ(s.a.size(), 4u);
+  EXPECT_EQ(s.b.size(), 4u);
+}
+
+TEST(SolveInput, BoundsAreComparedAsWritten) {
+  // Both bounds round to the same doubles; only the decimals tell the order.
+  EXPECT_NO_THROW(parse_system("1 1 [0.1, 0.10000000000000000001] 1"));
+  EXPECT_THROW(parse_system("1 1 [0.10000000000000000001, 0.1] 1"), InputError);
+  EXPECT_THROW(parse_system("1 1 [1e-400, 0] 1"), InputError);
+  EXPECT_NO_THROW(parse_system("1 1 [-0, 0] 1"));
+  EXPECT_NO_THROW(parse_system("1 1 [-1e-2, -0.01] 1"));
+  EXPECT_NO_THROW(parse_system("0 0"));
+}
+
+struct Bad {
+  const char *text;
+  int line;
+  const char *says;
+};
+
+TEST(SolveInput, MalformedInputNamesItsLine) {
+  const Bad cases[] = {
+      {"", 1, "ends before the order n"},
+      {"-2 1", 1, "order n must be a whole number"},
+      {"2.5 1", 1, "order n must be a whole number"},
+      {"99999999999 1", 1, "order n must be a whole number"},
+      {"2\n-1", 2, "nrhs must be a whole number"},
+      {"1 1\n\n 1x 1", 3, "A(1,1): \"1x\" is not a decimal number"},
+      {"2 1\n1 2\n3 4\n1\n", 5, "ends after 1 of the 2 entries of B"},
+      {"2 1\n1 2\n3", 3, "ends after 3 of the 4 entries of A"},
+      {"1 1\n[1, 2\n3", 3, "A(1,1): missing ']'"},
+      {"1 1\n[1 2] 3", 2, "A(1,1): expected ','"},
+      {"1 1\n[, 2] 3", 2, "A(1,1): expected a lower bound"},
+      {"1 1\n[1, ] 3", 2, "A(1,1): expected an upper bound"},
+      {"1 1\n1 ]", 2, "unexpected ']' where B(1,1) should start"},
+      {"1 1\n1, 2", 2, "unexpected ','"},
+      {"1 1\n\n[2,\n1] 3", 3, "lower bound \"2\" is above the upper bound \"1\""},
+      {"1 1\n[inf, inf] 3", 2, "lower bound is +inf"},
+      {"1 1\n[-inf, -inf] 3", 2, "upper bound is -inf"},
+      {"1 1\ninf 3", 2, "needs brackets"},
+      {"1 1\n1 2\n\n3 # one too many", 4, "unexpected \"3\" after the last entry of B"},
+      {"1 1\n1 2 [", 2, "unexpected '[' after the last entry of B"},
+  };
+  for (const Bad &c : cases) {
+    try {
+      parse_system(c.text);
+      ADD_FAILURE() << "accepted: " << c.text;
+    } catch (const InputError &e) {
+      EXPECT_EQ(e.line(), c.line) << c.text;
+      EXPECT_NE(std::string(e.what()).find(c.says), std::string::npos)
+          << c.text << " said: " << e.what();
+    }
+  }
+}
+
+} // namespace

@@ -1,0 +1,231 @@
+// ruf-solve: encloses the solutions of an interval linear system read from a
+// text file with the library's solvers, and prints each method's result.
+// Exit status: 0 when the methods ran (whatever their info), 2 for a usage
+// error or an input that cannot be read.
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "methods.h"
+#include "parse.h"
+#include "report.h"
+
+namespace {
+
+using namespace ruf_solve;
+
+constexpr const char *kProgram = "ruf-solve";
+
+// Shown and solved when no file is given; also an example of the format.
+constexpr const char *kExample =
+    R"(# A 3x3 interval system, diagonally dominant, with a few wide entries.
+3 1                           # n, nrhs
+# A, row by row
+[3.9, 4.1]   [-1, 1]     0.5
+1            [5, 5.5]    [-0.6, -0.4]
+[-0.1, 0.3]  2           [6, 7]
+# B, row by row
+[0.9, 1.1]
+2
+[2.9, 3.1])";
+
+constexpr const char *kSynopsis =
+    "usage: %s [--method NAME[,NAME...]] [--uplo L|U] [--classify] [--json] [FILE]\n";
+
+void help() {
+  std::printf(kSynopsis, kProgram);
+  std::printf(
+      "\n"
+      "Encloses the solutions of the interval linear system A X = B in FILE ('-' for\n"
+      "standard input; without FILE a built-in example) with the methods chosen.\n"
+      "\n"
+      "  --method LIST  methods to run, in this order (default: all but the regularity tests)\n"
+      "  --uplo L|U     triangle of A used by the triangular methods (default L)\n"
+      "  --classify     also run the regularity tests\n"
+      "  --json         print JSON instead of tables\n"
+      "  -h, --help     print this help\n"
+      "\n"
+      "methods:\n");
+  for (const Method &m : methods())
+    std::printf("  %-12s %-8s %s%s\n", m.name, m.routine, m.summary,
+                m.kind == Kind::classification ? " (--classify)" : "");
+  std::printf("\nFILE: n and nrhs, then A and B row by row; entries [lo, hi] or decimal\n"
+              "numbers; '#' starts a comment. See docs/ruf-solve.md.\n");
+}
+
+// After a usage error: the synopsis and the method names.
+void short_usage() {
+  std::fprintf(stderr, kSynopsis, kProgram);
+  std::string names;
+  for (const Method &m : methods())
+    names += std::string(names.empty() ? "" : ", ") + m.name;
+  std::fprintf(stderr, "methods: %s; %s --help tells more\n", names.c_str(), kProgram);
+}
+
+struct UsageError {
+  std::string message;
+};
+
+struct Options {
+  std::vector<const Method *> chosen;
+  Settings settings;
+  bool json = false;
+  bool have_file = false;
+  std::string file;
+};
+
+// "--name value" or "--name=value".
+bool option_value(std::string_view arg, std::string_view name, int &i, int argc, char **argv,
+                  std::string &value) {
+  if (arg == name) {
+    if (i + 1 >= argc) throw UsageError{std::string(name) + " needs a value"};
+    value = argv[++i];
+    return true;
+  }
+  if (arg.size() > name.size() && arg.substr(0, name.size()) == name && arg[name.size()] == '=') {
+    value = std::string(arg.substr(name.size() + 1));
+    return true;
+  }
+  return false;
+}
+
+void add_method(std::vector<const Method *> &list, const Method *m) {
+  for (const Method *have : list)
+    if (have == m) return;
+  list.push_back(m);
+}
+
+Options parse_options(int argc, char **argv) {
+  Options o;
+  bool listed = false, classify = false;
+  std::vector<const Method *> listed_methods;
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view arg = argv[i];
+    std::string value;
+    if (arg == "-h" || arg == "--help") {
+      help();
+      std::exit(0);
+    } else if (arg == "--json") {
+      o.json = true;
+    } else if (arg == "--classify") {
+      classify = true;
+    } else if (option_value(arg, "--method", i, argc, argv, value)) {
+      listed = true;
+      std::size_t start = 0;
+      while (start <= value.size()) {
+        std::size_t comma = value.find(',', start);
+        if (comma == std::string::npos) comma = value.size();
+        const std::string name = value.substr(start, comma - start);
+        const Method *m = find_method(name);
+        if (!m) throw UsageError{"unknown method '" + name + "'"};
+        add_method(listed_methods, m);
+        start = comma + 1;
+      }
+    } else if (option_value(arg, "--uplo", i, argc, argv, value)) {
+      if (value != "L" && value != "U" && value != "l" && value != "u")
+        throw UsageError{"--uplo takes L or U, not '" + value + "'"};
+      o.settings.uplo = static_cast<char>(value[0] & ~0x20); // upper case
+    } else if (arg.size() > 1 && arg[0] == '-') {
+      throw UsageError{"unknown option '" + std::string(arg) + "'"};
+    } else if (o.have_file) {
+      throw UsageError{"more than one file given"};
+    } else {
+      o.have_file = true;
+      o.file = std::string(arg);
+    }
+  }
+  if (listed) {
+    o.chosen = listed_methods;
+  } else {
+    for (const Method &m : methods())
+      if (m.kind != Kind::classification) o.chosen.push_back(&m);
+  }
+  if (classify) {
+    bool any = false;
+    for (const Method &m : methods()) {
+      if (m.kind != Kind::classification) continue;
+      add_method(o.chosen, &m);
+      any = true;
+    }
+    if (!any) throw UsageError{"--classify: this build has no regularity tests yet"};
+  }
+  return o;
+}
+
+// The whole file, or false with errno set.
+bool read_all(std::FILE *f, std::string &text) {
+  char buf[1 << 16];
+  std::size_t got;
+  while ((got = std::fread(buf, 1, sizeof buf, f)) > 0)
+    text.append(buf, got);
+  return !std::ferror(f);
+}
+
+int fail_input(const std::string &what) {
+  std::fprintf(stderr, "%s: %s\n", kProgram, what.c_str());
+  return 2;
+}
+
+int run_tool(int argc, char **argv) {
+  Options opt;
+  try {
+    opt = parse_options(argc, argv);
+  } catch (const UsageError &e) {
+    std::fprintf(stderr, "%s: %s\n", kProgram, e.message.c_str());
+    short_usage();
+    return 2;
+  }
+
+  std::string text, source;
+  if (!opt.have_file) {
+    text = kExample;
+  } else if (opt.file == "-") {
+    source = "<stdin>";
+    if (!read_all(stdin, text))
+      return fail_input("cannot read standard input: " + std::string(std::strerror(errno)));
+  } else {
+    source = opt.file;
+    std::FILE *f = std::fopen(opt.file.c_str(), "rb");
+    bool ok = f != nullptr;
+    if (ok) ok = read_all(f, text);
+    const int err = errno;
+    if (f) std::fclose(f);
+    if (!ok) return fail_input("cannot read " + opt.file + ": " + std::strerror(err));
+  }
+
+  System system;
+  try {
+    system = parse_system(text);
+  } catch (const InputError &e) {
+    return fail_input((source.empty() ? "built-in example" : source) + ":" +
+                      std::to_string(e.line()) + ": " + e.what());
+  }
+
+  Report report{source, opt.have_file || opt.json ? "" : text, &system, {}};
+  for (const Method *m : opt.chosen)
+    report.runs.push_back({m, run(*m, system, opt.settings)});
+  if (opt.json) {
+    write_json(stdout, report);
+  } else {
+    write_text(stdout, report);
+  }
+  if (std::fflush(stdout) != 0) return fail_input("cannot write the output");
+  return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+  try {
+    return run_tool(argc, argv);
+  } catch (const std::exception &e) {
+    // Out of memory for a huge declared system, say: still a clean exit.
+    std::fprintf(stderr, "%s: %s\n", kProgram, e.what());
+    return 2;
+  }
+}
