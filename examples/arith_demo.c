@@ -36,6 +36,31 @@ int main(void) {
   show("[-1,2] / [-1,1]:", r);
   DI_SQR(&r, &x);
   show("sqr([-1,2]):", r);
+
+  printf("Measures of [-1,2]\n");
+  printf("  %-28s  %.17g\n", "midpoint:", D_MID(&x));
+  printf("  %-28s  %.17g\n", "radius (rounded up):", D_RAD(&x));
+  printf("  %-28s  %g\n", "magnitude:", D_MAG(&x));
   printf("  %-28s  %g\n", "mignitude of [2,4]:", D_MIG(&d));
+  printf("  %-28s  %d\n", "[2,4] inside [-1,2]?", D_SB(&d, &x));
+  ruf_di meet;
+  D_IX(&meet, &x, &d);
+  show("[-1,2] intersect [2,4]:", meet);
+
+  /* A complex rectangle w = [1,2] + [0,1]i squared, and its magnitude. */
+  const ruf_zr w = {{1.0, 2.0}, {0.0, 1.0}};
+  ruf_zr zz;
+  ZR_ZR_MULT(&zz, &w, &w);
+  printf("Complex rectangle w = [1,2] + [0,1]i\n");
+  printf("  %-28s  [%g, %g] + [%g, %g]i\n", "w * w:", zz.re.inf, zz.re.sup, zz.im.inf,
+         zz.im.sup);
+  printf("  %-28s  %.17g\n", "|w| bound (rounded up):", ZR_MAG(&w));
+
+  /* Discs: <centre, radius>; the product's radius is rounded up. */
+  const ruf_zc p = {1.0, 1.0, 0.1}, q = {0.0, 2.0, 0.05};
+  ruf_zc pq;
+  ZC_ZC_MULT(&pq, &p, &q);
+  printf("Discs <1+1i, 0.1> * <2i, 0.05>\n");
+  printf("  %-28s  <%g%+gi, %.17g>\n", "product:", pq.re, pq.im, pq.rad);
   return 0;
 }
