@@ -18,33 +18,6 @@
 namespace ruf {
 namespace {
 
-enum class Shape { interval, rect, disc };
-
-template <class Out> struct Target;
-template <> struct Target<ruf_si> {
-  using T = float;
-  static constexpr Shape shape = Shape::interval;
-};
-template <> struct Target<ruf_di> {
-  using T = double;
-  static constexpr Shape shape = Shape::interval;
-};
-template <> struct Target<ruf_cr> {
-  using T = float;
-  static constexpr Shape shape = Shape::rect;
-};
-template <> struct Target<ruf_zr> {
-  using T = double;
-  static constexpr Shape shape = Shape::rect;
-};
-template <> struct Target<ruf_cc> {
-  using T = float;
-  static constexpr Shape shape = Shape::disc;
-};
-template <> struct Target<ruf_zc> {
-  using T = double;
-  static constexpr Shape shape = Shape::disc;
-};
 
 template <class A>
 inline constexpr bool is_interval = std::is_same_v<A, ruf_si> || std::is_same_v<A, ruf_di>;

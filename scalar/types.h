@@ -29,4 +29,32 @@ template <class I> struct PointOf;
 template <> struct PointOf<ruf_si> { using type = float; };
 template <> struct PointOf<ruf_di> { using type = double; };
 
+// What kind of value an interval type is, and the point type of its numbers.
+enum class Shape { interval, rect, disc };
+template <class X> struct Target;
+template <> struct Target<ruf_si> {
+  using T = float;
+  static constexpr Shape shape = Shape::interval;
+};
+template <> struct Target<ruf_di> {
+  using T = double;
+  static constexpr Shape shape = Shape::interval;
+};
+template <> struct Target<ruf_cr> {
+  using T = float;
+  static constexpr Shape shape = Shape::rect;
+};
+template <> struct Target<ruf_zr> {
+  using T = double;
+  static constexpr Shape shape = Shape::rect;
+};
+template <> struct Target<ruf_cc> {
+  using T = float;
+  static constexpr Shape shape = Shape::disc;
+};
+template <> struct Target<ruf_zc> {
+  using T = double;
+  static constexpr Shape shape = Shape::disc;
+};
+
 } // namespace ruf

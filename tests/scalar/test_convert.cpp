@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "ruf_interval.h"
+#include "scalar/types.h"
 
 namespace {
 
@@ -95,32 +96,8 @@ template <> struct Kind<ruf_di> { static constexpr bool interval = true, complex
 template <> struct Kind<ruf_c> { static constexpr bool interval = false, complex = true; };
 template <> struct Kind<ruf_z> { static constexpr bool interval = false, complex = true; };
 
-enum class Shape { interval, rect, disc };
-template <class Out> struct Target;
-template <> struct Target<ruf_si> {
-  using T = float;
-  static constexpr Shape shape = Shape::interval;
-};
-template <> struct Target<ruf_di> {
-  using T = double;
-  static constexpr Shape shape = Shape::interval;
-};
-template <> struct Target<ruf_cr> {
-  using T = float;
-  static constexpr Shape shape = Shape::rect;
-};
-template <> struct Target<ruf_zr> {
-  using T = double;
-  static constexpr Shape shape = Shape::rect;
-};
-template <> struct Target<ruf_cc> {
-  using T = float;
-  static constexpr Shape shape = Shape::disc;
-};
-template <> struct Target<ruf_zc> {
-  using T = double;
-  static constexpr Shape shape = Shape::disc;
-};
+using ruf::Shape;
+using ruf::Target;
 
 template <class P> Exact re_of(const P &v) {
   if constexpr (Kind<P>::complex)
