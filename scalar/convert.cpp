@@ -18,7 +18,6 @@
 namespace ruf {
 namespace {
 
-
 template <class A>
 inline constexpr bool is_interval = std::is_same_v<A, ruf_si> || std::is_same_v<A, ruf_di>;
 
