@@ -141,28 +141,33 @@ inline void ieee_rounding(IeeeRounding r) {
 }
 
 // Element kernels. M is a member's traits (elem, copy, mult, subt, divi);
-// every element write goes through the member's operations.
+// every element write goes through the member's operations. They sit in the
+// innermost loops, where each elementary call costs two rounding-mode
+// switches: a kernel makes no call the result does not need.
 
 // a := b.
-template <class M> inline void assign(typename M::elem &a, const typename M::elem &b) {
+template <class M>
+[[gnu::always_inline]] inline void assign(typename M::elem &a, const typename M::elem &b) {
   M::copy(&a, &b);
 }
 
-// a <-> b, a true exchange through a temporary.
-template <class M> inline void exchange(typename M::elem &a, typename M::elem &b) {
+// a <-> b, a true exchange through a temporary (a and b may be the same).
+template <class M>
+[[gnu::always_inline]] inline void exchange(typename M::elem &a, typename M::elem &b) {
   typename M::elem t;
   M::copy(&t, &a);
   M::copy(&a, &b);
   M::copy(&b, &t);
 }
 
-// d := d - a*b, through temporaries so that no result overlaps an operand.
+// d := d - a*b. The difference is formed in place: a result may share storage
+// with its first operand, and the product is a temporary, so d may be a or b.
 template <class M>
-inline void sub_product(typename M::elem &d, const typename M::elem &a, const typename M::elem &b) {
-  typename M::elem p, t;
+[[gnu::always_inline]] inline void sub_product(typename M::elem &d, const typename M::elem &a,
+                                               const typename M::elem &b) {
+  typename M::elem p;
   M::mult(&p, &a, &b);
-  M::subt(&t, &d, &p);
-  M::copy(&d, &t);
+  M::subt(&d, &d, &p);
 }
 
 // W := A, all n x n entries, row index outer.

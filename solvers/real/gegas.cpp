@@ -25,22 +25,25 @@ void gegas(const char *trans, const int *n_, const int *nrhs_, const typename M:
   ws::Matrix<typename M::work> w;
   if (!get(w, n, n)) return;
 
+  // W is contiguous: index it through a plain view, which the compiler keeps
+  // in registers across the elementary calls.
+  const ws::View<E> wv{w.data(), n};
   const ws::View<const E> a{a_, *lda};
   const ws::View<E> b{b_, *ldb};
-  frame::copy_square<M>(w, a, n);
-  if (frame::option_is(trans, "TtCc")) frame::mirror_lower<M>(w, n);
+  frame::copy_square<M>(wv, a, n);
+  if (frame::option_is(trans, "TtCc")) frame::mirror_lower<M>(wv, n);
 
   E p, f;
   for (int k = 1; k <= n; ++k) {
     // Pivot: the largest mignitude in the column, strictly larger to replace
     // the current choice, so ties keep the earlier row and a NaN never wins.
-    M::copy(&p, &w(k, k));
+    M::copy(&p, &wv(k, k));
     T m = M::mig(&p);
     int r = k;
     for (int i = k + 1; i <= n; ++i) {
-      const T mi = M::mig(&w(i, k));
+      const T mi = M::mig(&wv(i, k));
       if (mi > m) {
-        M::copy(&p, &w(i, k));
+        M::copy(&p, &wv(i, k));
         m = mi;
         r = i;
       }
@@ -54,28 +57,28 @@ void gegas(const char *trans, const int *n_, const int *nrhs_, const typename M:
     *info = 0;
     if (r != k) {
       for (int j = k; j <= n; ++j)
-        frame::exchange<M>(w(k, j), w(r, j));
+        frame::exchange<M>(wv(k, j), wv(r, j));
       for (int col = 1; col <= nrhs; ++col)
         frame::exchange<M>(b(k, col), b(r, col));
     }
     // Entries below the pivot are left as they are; nothing reads them again.
     for (int i = k + 1; i <= n; ++i) {
-      M::divi(&f, &w(i, k), &p);
+      M::divi(&f, &wv(i, k), &p);
       for (int j = k + 1; j <= n; ++j)
-        frame::sub_product<M>(w(i, j), f, w(k, j));
+        frame::sub_product<M>(wv(i, j), f, wv(k, j));
       for (int col = 1; col <= nrhs; ++col)
         frame::sub_product<M>(b(i, col), f, b(k, col));
     }
   }
 
-  // Back substitution in place: each solved component is used by the rows above.
-  E s;
+  // Back substitution in place: B(i) itself accumulates the row, and each
+  // solved component is used by the rows above.
   for (int col = 1; col <= nrhs; ++col)
     for (int i = n; i >= 1; --i) {
-      M::copy(&s, &b(i, col));
+      E &s = b(i, col);
       for (int j = i + 1; j <= n; ++j)
-        frame::sub_product<M>(s, w(i, j), b(j, col));
-      M::divi(&b(i, col), &s, &w(i, i));
+        frame::sub_product<M>(s, wv(i, j), b(j, col));
+      M::divi(&s, &s, &wv(i, i));
     }
   ws::release(w);
 }

@@ -31,22 +31,27 @@ void trtri(const char *uplo, const char *diag, const int *n_, typename M::elem *
   ws::Matrix<typename M::work> e;
   if (!get(w, n, n) || !get(x, n) || !get(e, n, n)) return;
 
+  // Contiguous work arrays, indexed through plain views that the compiler
+  // keeps in registers across the elementary calls.
+  const ws::View<E> wv{w.data(), n}, ev{e.data(), n};
+  E *const xp = x.data();
+  const auto xv = [xp](int i) -> E & { return xp[i - 1]; };
   const ws::View<E> a{a_, *lda};
-  frame::copy_square<M>(w, a, n);
-  if (frame::option_is(diag, "Uu")) frame::set_diagonal<M>(w, n, M::unit);
+  frame::copy_square<M>(wv, a, n);
+  if (frame::option_is(diag, "Uu")) frame::set_diagonal<M>(wv, n, M::unit);
   for (int j = 1; j <= n; ++j)
     for (int i = 1; i <= n; ++i)
-      M::copy(&e(i, j), &M::zero);
-  frame::set_diagonal<M>(e, n, M::unit);
+      M::copy(&ev(i, j), &M::zero);
+  frame::set_diagonal<M>(ev, n, M::unit);
 
   const bool lower = frame::option_is(uplo, "Ll");
   for (int col = 1; col <= n; ++col) {
     frame::substitute<M>(
-        lower, w, n, [&](int i) -> const E & { return e(i, col); }, x);
+        lower, wv, n, [&](int i) -> const E & { return ev(i, col); }, xv);
     // The whole column is written, so the opposite triangle receives the
     // quotients computed for it rather than keeping A's values: intended.
     for (int i = 1; i <= n; ++i)
-      M::copy(&a(i, col), &x(i));
+      M::copy(&a(i, col), &xv(i));
   }
   ws::release(w, x, e);
 }

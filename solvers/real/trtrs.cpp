@@ -32,19 +32,24 @@ void trtrs(const char *uplo, const char *trans, const char *diag, const int *n_,
   ws::Vector<typename M::work> x;
   if (!get(w, n, n) || !get(x, n)) return;
 
+  // Contiguous work arrays, indexed through plain views that the compiler
+  // keeps in registers across the elementary calls.
+  const ws::View<E> wv{w.data(), n};
+  E *const xp = x.data();
+  const auto xv = [xp](int i) -> E & { return xp[i - 1]; };
   const ws::View<const E> a{a_, *lda};
   const ws::View<E> b{b_, *ldb};
-  frame::copy_square<M>(w, a, n);
-  if (frame::option_is(trans, "TtCc")) frame::mirror_lower<M>(w, n);
-  if (frame::option_is(diag, "Uu")) frame::set_diagonal<M>(w, n, M::unit);
+  frame::copy_square<M>(wv, a, n);
+  if (frame::option_is(trans, "TtCc")) frame::mirror_lower<M>(wv, n);
+  if (frame::option_is(diag, "Uu")) frame::set_diagonal<M>(wv, n, M::unit);
 
   const bool lower = frame::option_is(uplo, "Ll");
   for (int col = 1; col <= nrhs; ++col) {
     // The column is written only once it is solved: B is read as the start of each row.
     frame::substitute<M>(
-        lower, w, n, [&](int i) -> const E & { return b(i, col); }, x);
+        lower, wv, n, [&](int i) -> const E & { return b(i, col); }, xv);
     for (int i = 1; i <= n; ++i)
-      M::copy(&b(i, col), &x(i));
+      M::copy(&b(i, col), &xv(i));
   }
   ws::release(w, x);
 }

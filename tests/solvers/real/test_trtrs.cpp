@@ -387,8 +387,8 @@ TYPED_TEST(Trtrs, NarrowingMultiplicationRuleShowsInTheResult) {
 
 // Every elementary operation goes through its wrapper, whose prologue runs
 // once per call. Counted for the operation sequence of the method: each
-// element move is a copy, and each update s := s - w*x is a product, a
-// difference and the copy of the result back.
+// element move is a copy, and each update s := s - w*x is a product and a
+// difference formed in place.
 TYPED_TEST(Trtrs, EveryOperationRunsTheEntryPrologue) {
   using I = typename TestFixture::I;
   const int n = 6, nrhs = 2;
@@ -398,7 +398,7 @@ TYPED_TEST(Trtrs, EveryOperationRunsTheEntryPrologue) {
     g_prologues = 0;
     ASSERT_EQ(this->run({o[0], o[1], o[2], n, nrhs, n, n}, a, b), 0);
     const int mirror = o[1] == "N" ? 0 : 3 * n * (n - 1) / 2, unit = o[2] == "U" ? n : 0;
-    const int per_column = n + 3 * n * (n - 1) / 2 + n + n;
+    const int per_column = n + 2 * n * (n - 1) / 2 + n + n;
     EXPECT_EQ(g_prologues, 1 + n * n + mirror + unit + nrhs * per_column) << o[0] << o[1] << o[2];
   }
 }
