@@ -3,6 +3,7 @@
 // Exit status: 0 when the methods ran (whatever their info), 2 for a usage
 // error or an input that cannot be read.
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -35,7 +36,8 @@ constexpr const char *kExample =
 [2.9, 3.1])";
 
 constexpr const char *kSynopsis =
-    "usage: %s [--method NAME[,NAME...]] [--uplo L|U] [--classify] [--json] [FILE]\n";
+    "usage: %s [--method NAME[,NAME...]] [--uplo L|U] [--eps E] [--maxit N] [--classify] [--json]\n"
+    "       [FILE]\n";
 
 void help() {
   std::printf(kSynopsis, kProgram);
@@ -46,6 +48,8 @@ void help() {
       "\n"
       "  --method LIST  methods to run, in this order (default: all but the regularity tests)\n"
       "  --uplo L|U     triangle of A used by the triangular methods (default L)\n"
+      "  --eps E        tolerance of the iterative methods, a number > 0 (default 1e-10)\n"
+      "  --maxit N      sweep limit of gemip+gegss (default 100)\n"
       "  --classify     also run the regularity tests\n"
       "  --json         print JSON instead of tables\n"
       "  -h, --help     print this help\n"
@@ -94,6 +98,27 @@ bool option_value(std::string_view arg, std::string_view name, int &i, int argc,
   return false;
 }
 
+// --eps: a finite number > 0. The Gauss-Seidel routine rejects 0 through
+// xerbla_, which may stop the program, so the tool refuses it first.
+double parse_eps(const std::string &value) {
+  char *end = nullptr;
+  errno = 0;
+  const double v = std::strtod(value.c_str(), &end);
+  if (value.empty() || *end != '\0' || errno != 0 || !(v > 0) || std::isinf(v))
+    throw UsageError{"--eps takes a finite number > 0, not '" + value + "'"};
+  return v;
+}
+
+// --maxit: a whole number that fits the routines' 32-bit argument.
+int parse_maxit(const std::string &value) {
+  char *end = nullptr;
+  errno = 0;
+  const long v = std::strtol(value.c_str(), &end, 10);
+  if (value.empty() || *end != '\0' || errno != 0 || v < -2147483647L - 1 || v > 2147483647L)
+    throw UsageError{"--maxit takes a whole number, not '" + value + "'"};
+  return static_cast<int>(v);
+}
+
 void add_method(std::vector<const Method *> &list, const Method *m) {
   for (const Method *have : list)
     if (have == m) return;
@@ -126,6 +151,10 @@ Options parse_options(int argc, char **argv) {
         add_method(listed_methods, m);
         start = comma + 1;
       }
+    } else if (option_value(arg, "--eps", i, argc, argv, value)) {
+      o.settings.eps = parse_eps(value);
+    } else if (option_value(arg, "--maxit", i, argc, argv, value)) {
+      o.settings.maxit = parse_maxit(value);
     } else if (option_value(arg, "--uplo", i, argc, argv, value)) {
       if (value != "L" && value != "U" && value != "l" && value != "u")
         throw UsageError{"--uplo takes L or U, not '" + value + "'"};

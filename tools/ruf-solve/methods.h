@@ -16,7 +16,9 @@ namespace ruf_solve {
 
 // Choices from the command line that some methods read.
 struct Settings {
-  char uplo = 'L'; // the triangle of A used by the triangular methods
+  char uplo = 'L';    // the triangle of A used by the triangular methods
+  double eps = 1e-10; // tolerance of the iterative methods
+  int maxit = 100;    // sweep limit of the Gauss-Seidel refinement
 };
 
 enum class Kind {
