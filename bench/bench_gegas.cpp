@@ -16,11 +16,10 @@
 #include <chrono>
 #include <cmath>
 #include <limits>
-#include <map>
-#include <random>
 #include <vector>
 
 #include "ruf_interval.h"
+#include "bench/systems.h"
 
 #ifdef RUF_HAVE_ARB
 #include <arb_mat.h>
@@ -39,41 +38,11 @@ extern "C" int ruf_cfg_file(int) {
 
 namespace {
 
-constexpr double kRadius = 1e-10;
+using bench::max_width;
+using bench::System;
+using bench::system_of;
+
 constexpr int kPairs = 256;
-
-ruf_di widened(double m) {
-  const double inf = std::numeric_limits<double>::infinity();
-  return {std::nextafter(m - kRadius, -inf), std::nextafter(m + kRadius, inf)};
-}
-
-struct System {
-  int n = 0;
-  std::vector<ruf_di> a, b; // column-major n x n, and n
-};
-
-const System &system_of(int n) {
-  static std::map<int, System> cache;
-  System &s = cache[n];
-  if (s.n == n) return s;
-  std::mt19937_64 rng(20240 + n);
-  std::uniform_real_distribution<double> u(-1.0, 1.0);
-  s.n = n;
-  s.a.resize(std::size_t(n) * n);
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < n; ++i)
-      s.a[i + std::size_t(j) * n] = widened(u(rng) + (i == j ? n : 0.0));
-  for (int i = 0; i < n; ++i)
-    s.b.push_back(widened(u(rng)));
-  return s;
-}
-
-double max_width(const std::vector<ruf_di> &x) {
-  double w = 0;
-  for (const ruf_di &e : x)
-    w = std::max(w, e.sup - e.inf);
-  return w;
-}
 
 // Returns the solver's info; x receives the enclosure.
 int digegas(const System &s, std::vector<ruf_di> &x) {

@@ -12,52 +12,18 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <map>
-#include <random>
 #include <vector>
 
 #include "ruf_interval.h"
+#include "bench/systems.h"
 
 namespace {
 
-constexpr double kRadius = 1e-10;
 
-ruf_di widened(double m) {
-  const double inf = std::numeric_limits<double>::infinity();
-  return {std::nextafter(m - kRadius, -inf), std::nextafter(m + kRadius, inf)};
-}
+using bench::System;
+using bench::system_of;
 
-struct System {
-  int n = 0;
-  std::vector<ruf_di> a, b, eye; // column-major n x n, n, and the n x n identity
-};
-
-const System &system_of(int n) {
-  static std::map<int, System> cache;
-  System &s = cache[n];
-  if (s.n == n) return s;
-  std::mt19937_64 rng(20240 + n);
-  std::uniform_real_distribution<double> u(-1.0, 1.0);
-  s.n = n;
-  s.a.resize(std::size_t(n) * n);
-  s.eye.assign(std::size_t(n) * n, ruf_di{0, 0});
-  for (int j = 0; j < n; ++j) {
-    for (int i = 0; i < n; ++i)
-      s.a[i + std::size_t(j) * n] = widened(u(rng) + (i == j ? n : 0.0));
-    s.eye[j + std::size_t(j) * n] = ruf_di{1, 1};
-  }
-  for (int i = 0; i < n; ++i)
-    s.b.push_back(widened(u(rng)));
-  return s;
-}
-
-double max_width(const std::vector<ruf_di> &x, int info) {
-  if (info != 0) return -1;
-  double w = 0;
-  for (const ruf_di &e : x)
-    w = std::max(w, e.sup - e.inf);
-  return w;
-}
+double max_width(const std::vector<ruf_di> &x, int info) { return info != 0 ? -1 : bench::max_width(x); }
 
 // Each returns the routine's info; x receives the enclosure.
 int gehss(const System &s, std::vector<ruf_di> &x) {

@@ -13,10 +13,10 @@
 #include <benchmark/benchmark.h>
 
 #include <chrono>
-#include <random>
 #include <vector>
 
 #include "ruf_interval.h"
+#include "bench/systems.h"
 
 extern "C" {
 void dgetrf_(const int *m, const int *n, double *a, const int *lda, int *ipiv, int *info);
@@ -38,25 +38,16 @@ struct Problem {
   std::vector<double> mid;  // mid(A), as the solvers form it
 };
 
+// The shared benchmark system, with mid(A) as the solvers form it.
 Problem make_problem(int n) {
-  constexpr double radius = 1e-10;
-  std::mt19937_64 rng(42 + n);
-  std::uniform_real_distribution<double> u(-1, 1);
+  const bench::System &s = bench::system_of(n);
   Problem p;
   p.n = n;
-  p.a.resize(static_cast<std::size_t>(n) * n);
-  p.b.resize(n);
+  p.a = s.a;
+  p.b = s.b;
   p.mid.resize(p.a.size());
-  for (int j = 0; j < n; ++j)
-    for (int i = 0; i < n; ++i) {
-      const double m = u(rng) + (i == j ? n : 0);
-      p.a[i + j * n] = {m - radius, m + radius};
-      p.mid[i + j * n] = D_MID(&p.a[i + j * n]);
-    }
-  for (auto &e : p.b) {
-    const double m = u(rng);
-    e = {m - radius, m + radius};
-  }
+  for (std::size_t k = 0; k < p.a.size(); ++k)
+    p.mid[k] = D_MID(&p.a[k]);
   return p;
 }
 
