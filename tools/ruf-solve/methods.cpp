@@ -81,15 +81,20 @@ std::string verdict(int n, int flag) {
   return flag == 1 ? "regular" : flag == -1 ? "singular" : "undecided";
 }
 
+// LAPACK's count of unconverged values, passed on as info: the verdict is
+// then undecided.
+bool lapack_failed(int info) {
+  return info > 0 && info != 1000;
+}
+
 Outcome gerbr(const System &s, const Settings &) {
   const int n = s.n, ld = lead(s.n);
   double r = std::numeric_limits<double>::quiet_NaN(); // stays NaN when not written
   int flag = 0, info = 0;
   DIGERBR(&n, s.a.data(), &ld, &r, &flag, &info);
   Outcome o = result("DIGERBR", info, 0, 0, {});
-  if (info > 0 && info != 1000)
-    o.notes.push_back({"lapack", std::string("DGEEV did not converge")});
-  if (info == 0) o.notes.push_back({"verdict", verdict(n, flag)});
+  if (lapack_failed(info)) o.meaning = "DGEEV did not converge: undecided";
+  if (info == 0 || lapack_failed(info)) o.notes.push_back({"verdict", verdict(n, flag)});
   if (!std::isnan(r))
     o.notes.push_back({"r", r});
   else if (info == 0 && n > 0)
@@ -103,9 +108,9 @@ Outcome gesvr(const System &s, const Settings &) {
   int flag = 0, info = 0;
   DIGESVR(&n, s.a.data(), &ld, &sa, &sd, &flag, &info);
   Outcome o = result("DIGESVR", info, 0, 0, {});
-  if (info > 0 && info != 1000)
-    o.notes.push_back({"lapack", std::string("DGESVD did not converge")});
-  if (info == 0) o.notes.push_back({"verdict", verdict(n, flag)});
+  if (lapack_failed(info)) o.meaning = "DGESVD did not converge: undecided";
+  if (info == 0 || lapack_failed(info)) o.notes.push_back({"verdict", verdict(n, flag)});
+  // A range the failure left uncomputed stays [0, 0].
   if (n > 0 && info >= 0 && info != 1000) {
     o.notes.push_back({"singular values of mid A", sa});
     o.notes.push_back({"singular values of rad A", sd});
@@ -148,9 +153,10 @@ Outcome gemip_gegss(const System &s, const Settings &set) {
   DIGEGSS("N", &n, &nrhs, a.data(), &ld, b.data(), &ld, x0.data(), &set.eps, &sweeps, &info, 1);
   Outcome o = result("DIGEMIP; DIGEGAS(\"N\"); " + gss, info, n, nrhs, std::move(b));
   if (info == 0 && n > 0 && nrhs > 0) {
-    // Run out: maxit + 1 on exit (1 for maxit <= 0; it wraps for the largest maxit).
-    const bool converged = set.maxit > 0 && sweeps >= 1 && sweeps <= set.maxit;
-    o.notes.push_back({"sweeps", static_cast<long long>(sweeps)});
+    // On exit the routine's maxit is the sweep that met the threshold, or
+    // maxit + 1 when every sweep ran (it wraps for the largest maxit).
+    const bool converged = sweeps >= 1 && sweeps <= set.maxit;
+    o.notes.push_back({"sweeps", static_cast<long long>(converged ? sweeps : set.maxit)});
     o.notes.push_back(
         {"stopped", std::string(converged ? "change below the threshold" : "sweep limit reached")});
   }
@@ -185,30 +191,30 @@ constexpr InfoText kGekwsInfos[] = {
     {2, "mid A could not be inverted: R was not computed in this call", false},
 };
 
+constexpr std::span<const InfoText> kNoInfos{}; // 0, negatives and 1000 only
+
 const Method kMethods[] = {
     {"gegas", "DIGEGAS", "interval Gaussian elimination, pivots of largest mignitude",
-     Kind::solution, kGegasInfos, gegas},
-    {"trtrs",
-     "DITRTRS",
-     "substitution on the triangle of A chosen by --uplo",
-     Kind::solution,
-     {},
-     trtrs},
-    {"trtri", "DITRTRI", "inverse of the triangle of A chosen by --uplo", Kind::inverse, {}, trtri},
+     Kind::solution, EpsRule::unused, kGegasInfos, gegas},
+    {"trtrs", "DITRTRS", "substitution on the triangle of A chosen by --uplo", Kind::solution,
+     EpsRule::unused, kNoInfos, trtrs},
+    {"trtri", "DITRTRI", "inverse of the triangle of A chosen by --uplo", Kind::inverse,
+     EpsRule::unused, kNoInfos, trtri},
     {"gehss", "DIGEHSS", "Householder triangularisation; back substitution on the transformed B",
-     Kind::solution, kGehssInfos, gehss},
+     Kind::solution, EpsRule::unused, kGehssInfos, gehss},
     {"gehbs", "DIGEHBS", "H-matrix enclosure (Hansen-Bliek-Rohn), one column of B at a time",
-     Kind::solution, kGehbsInfos, gehbs},
-    {"gemip+gegss",
-     "DIGEGSS",
+     Kind::solution, EpsRule::unused, kGehbsInfos, gehbs},
+    // Its positive infos come from DIGEMIP or DIGEGAS; the call names them.
+    {"gemip+gegss", "DIGEGSS",
      "midpoint-inverse preconditioning, then Gauss-Seidel sweeps from the Gaussian enclosure",
-     Kind::solution,
-     {},
-     gemip_gegss},
+     Kind::solution, EpsRule::positive, kNoInfos, gemip_gegss},
     {"gekws", "DIGEKWS", "Krawczyk iteration with the midpoint inverse", Kind::solution,
-     kGekwsInfos, gekws},
-    {"gerbr", "DIGERBR", "regular/singular by a spectral radius", Kind::classification, {}, gerbr},
-    {"gesvr", "DIGESVR", "regularity test by singular values", Kind::classification, {}, gesvr},
+     EpsRule::nonnegative, kGekwsInfos, gekws},
+    // A positive info is LAPACK's; the call names it.
+    {"gerbr", "DIGERBR", "regular/singular by a spectral radius", Kind::classification,
+     EpsRule::unused, kNoInfos, gerbr},
+    {"gesvr", "DIGESVR", "regularity test by singular values", Kind::classification,
+     EpsRule::unused, kNoInfos, gesvr},
 };
 
 // Restores the rounding mode a routine may leave changed.

@@ -18,7 +18,15 @@ namespace ruf_solve {
 struct Settings {
   char uplo = 'L';    // the triangle of A used by the triangular methods
   double eps = 1e-10; // tolerance of the iterative methods
-  int maxit = 100;    // sweep limit of the Gauss-Seidel refinement
+  int maxit = 100;    // sweep limit of the Gauss-Seidel refinement, >= 0
+};
+
+// The --eps values a method's routine accepts. The routine would reject any
+// other, through xerbla_ and a negative info: the command line refuses them.
+enum class EpsRule {
+  unused,
+  nonnegative, // eps >= 0
+  positive,    // eps > 0
 };
 
 enum class Kind {
@@ -58,6 +66,7 @@ struct Method {
   const char *routine; // the library routine behind it
   const char *summary; // one line for the usage text
   Kind kind;
+  EpsRule eps;
   std::span<const InfoText> infos; // positive info values; 0, negatives and 1000 are shared
   Outcome (*call)(const System &, const Settings &);
 };
