@@ -9,49 +9,27 @@
 #include <cstdint>
 #include <limits>
 
-#include "ruf_interval.h"
 #include "support/oracle.h"
 
-using ruf_test::Op;
 using ruf_test::lower;
+using ruf_test::Op;
 using ruf_test::up;
+namespace ops = ruf_test::ops;
 
 namespace {
 
-template <class T> struct Api;
+template <class T> struct Ref { T lo, hi; };
 
-#define RUF_TEST_API(T, p, r, I)                                                                   \
-  template <> struct Api<T> {                                                                      \
-    using Iv = I;                                                                                  \
-    static constexpr auto addi = ruf_interval_##p##_##p##_addi;                                    \
-    static constexpr auto subt = ruf_interval_##p##_##p##_subt;                                    \
-    static constexpr auto mult = ruf_interval_##p##_##p##_mult;                                    \
-    static constexpr auto divi = ruf_interval_##p##_##p##_divi;                                    \
-    static constexpr auto ih = ruf_interval_##p##_##p##_ih;                                        \
-    static constexpr auto addi_r = ruf_interval_##p##_##r##_addi;                                  \
-    static constexpr auto subt_r = ruf_interval_##p##_##r##_subt;                                  \
-    static constexpr auto mult_r = ruf_interval_##p##_##r##_mult;                                  \
-    static constexpr auto divi_r = ruf_interval_##p##_##r##_divi;                                  \
-    static constexpr auto ih_r = ruf_interval_##p##_##r##_ih;                                      \
-    static constexpr auto r_addi = ruf_interval_##r##_##p##_addi;                                  \
-    static constexpr auto r_subt = ruf_interval_##r##_##p##_subt;                                  \
-    static constexpr auto r_mult = ruf_interval_##r##_##p##_mult;                                  \
-    static constexpr auto r_divi = ruf_interval_##r##_##p##_divi;                                  \
-    static constexpr auto r_ih = ruf_interval_##r##_##p##_ih;                                      \
-    static constexpr auto sqr = ruf_interval_##p##_sqr;                                            \
-    static constexpr auto copy = ruf_interval_##p##_copy;                                          \
-  };
-RUF_TEST_API(float, si, sr, ruf_si)
-RUF_TEST_API(double, di, dr, ruf_di)
-#undef RUF_TEST_API
-
-template <class T> struct Ref {
-  T lo, hi;
-};
-
-template <class T> T max_rule(T p, T q) { return p > q ? p : q; }
-template <class T> T min_rule(T p, T q) { return p < q ? p : q; }
-template <class T> T neg0(T v) { return v == T(0) ? T(0) : -v; } // 0 - v, rounded up
+template <class T> T max_rule(T p, T q) {
+  return p > q ? p : q;
+}
+template <class T> T min_rule(T p, T q) {
+  return p < q ? p : q;
+}
+// 0 - v, rounded up.
+template <class T> T neg0(T v) {
+  return v == T(0) ? T(0) : -v;
+}
 
 template <class T> Ref<T> ref_mult(T a1, T a2, T b1, T b2) {
   const Op m = Op::mul;
@@ -86,8 +64,8 @@ template <class T> Ref<T> ref_sqr(T a1, T a2) {
   return {lower(m, a2, a2), up(m, a1, a1)};
 }
 
-template <class I, class T> void expect_bounds(const I &got, Ref<T> want, const char *what, T a1,
-                                               T a2, T b1, T b2) {
+template <class I, class T>
+void expect_bounds(const I &got, Ref<T> want, const char *what, T a1, T a2, T b1, T b2) {
   EXPECT_TRUE(ruf_test::same(got.inf, want.lo) && ruf_test::same(got.sup, want.hi))
       << what << " [" << ruf_test::hex(a1) << ", " << ruf_test::hex(a2) << "] with ["
       << ruf_test::hex(b1) << ", " << ruf_test::hex(b2) << "]: got [" << ruf_test::hex(got.inf)
@@ -101,8 +79,7 @@ TYPED_TEST_SUITE(ArithReal, Precisions);
 
 TYPED_TEST(ArithReal, EveryBoundMatchesMpfr) {
   using T = TypeParam;
-  using A = Api<T>;
-  using I = typename A::Iv;
+  using I = ruf::Interval<T>;
   ruf_test::Sampler<T> s(ruf_test::test_seed());
   const int n = ruf_test::scaled(40000);
   for (int k = 0; k < n && !this->HasFailure(); ++k) {
@@ -112,55 +89,55 @@ TYPED_TEST(ArithReal, EveryBoundMatchesMpfr) {
     const T y = s.point();
     const I x{a1, a2}, yy{b1, b2};
     I r;
-    A::addi(&r, &x, &yy);
+    ops::addi(&r, &x, &yy);
     expect_bounds(r, Ref<T>{lower(Op::add, a1, b1), up(Op::add, a2, b2)}, "X+Y", a1, a2, b1, b2);
-    A::subt(&r, &x, &yy);
+    ops::subt(&r, &x, &yy);
     expect_bounds(r, Ref<T>{lower(Op::sub, a1, b2), up(Op::sub, a2, b1)}, "X-Y", a1, a2, b1, b2);
-    A::mult(&r, &x, &yy);
+    ops::mult(&r, &x, &yy);
     expect_bounds(r, ref_mult(a1, a2, b1, b2), "X*Y", a1, a2, b1, b2);
-    A::divi(&r, &x, &yy);
+    ops::divi(&r, &x, &yy);
     expect_bounds(r, ref_divi(a1, a2, b1, b2), "X/Y", a1, a2, b1, b2);
-    A::sqr(&r, &x);
+    ops::sqr(&r, &x);
     expect_bounds(r, ref_sqr(a1, a2), "sqr X", a1, a2, a1, a2);
 
     // Mixed forms: the point stands for [y, y].
-    A::addi_r(&r, &x, &y);
+    ops::addi(&r, &x, &y);
     expect_bounds(r, Ref<T>{lower(Op::add, a1, y), up(Op::add, a2, y)}, "X+y", a1, a2, y, y);
-    A::subt_r(&r, &x, &y);
+    ops::subt(&r, &x, &y);
     expect_bounds(r, Ref<T>{lower(Op::sub, a1, y), up(Op::sub, a2, y)}, "X-y", a1, a2, y, y);
-    A::r_addi(&r, &y, &yy);
+    ops::addi(&r, &y, &yy);
     expect_bounds(r, Ref<T>{lower(Op::add, y, b1), up(Op::add, y, b2)}, "x+Y", y, y, b1, b2);
-    A::r_subt(&r, &y, &yy);
+    ops::subt(&r, &y, &yy);
     expect_bounds(r, Ref<T>{lower(Op::sub, y, b2), up(Op::sub, y, b1)}, "x-Y", y, y, b1, b2);
-    A::mult_r(&r, &x, &y);
+    ops::mult(&r, &x, &y);
     expect_bounds(r,
                   y > 0 ? Ref<T>{lower(Op::mul, a1, y), up(Op::mul, a2, y)}
                         : Ref<T>{lower(Op::mul, a2, y), up(Op::mul, a1, y)},
                   "X*y", a1, a2, y, y);
-    A::r_mult(&r, &y, &yy);
+    ops::mult(&r, &y, &yy);
     expect_bounds(r,
                   y > 0 ? Ref<T>{lower(Op::mul, y, b1), up(Op::mul, y, b2)}
                         : Ref<T>{lower(Op::mul, y, b2), up(Op::mul, y, b1)},
                   "x*Y", y, y, b1, b2);
     {
       const T inf = std::numeric_limits<T>::infinity();
-      A::divi_r(&r, &x, &y);
+      ops::divi(&r, &x, &y);
       Ref<T> want = !(y < 0 || y > 0) ? Ref<T>{-inf, inf}
                     : y > 0           ? Ref<T>{lower(Op::div, a1, y), up(Op::div, a2, y)}
                                       : Ref<T>{lower(Op::div, a2, y), up(Op::div, a1, y)};
       expect_bounds(r, want, "X/y", a1, a2, y, y);
-      A::r_divi(&r, &y, &yy);
+      ops::divi(&r, &y, &yy);
       want = (b1 <= 0 && 0 <= b2) ? Ref<T>{-inf, inf}
              : y > 0              ? Ref<T>{lower(Op::div, y, b2), up(Op::div, y, b1)}
                                   : Ref<T>{lower(Op::div, y, b1), up(Op::div, y, b2)};
       expect_bounds(r, want, "x/Y", y, y, b1, b2);
     }
     // Hulls are exact; with a NaN the second operand of each pair wins.
-    A::ih(&r, &x, &yy);
+    ops::ih(&r, &x, &yy);
     expect_bounds(r, Ref<T>{min_rule(a1, b1), max_rule(a2, b2)}, "X ih Y", a1, a2, b1, b2);
-    A::ih_r(&r, &x, &y);
+    ops::ih(&r, &x, &y);
     expect_bounds(r, Ref<T>{min_rule(a1, y), max_rule(a2, y)}, "X ih y", a1, a2, y, y);
-    A::r_ih(&r, &y, &yy);
+    ops::ih(&r, &y, &yy);
     expect_bounds(r, Ref<T>{min_rule(b1, y), max_rule(y, b2)}, "x ih Y", y, y, b1, b2);
   }
 }
@@ -168,16 +145,16 @@ TYPED_TEST(ArithReal, EveryBoundMatchesMpfr) {
 // Operands chosen to land in each multiplication case, with bounds that round.
 TYPED_TEST(ArithReal, EveryMultiplicationCaseIsReached) {
   using T = TypeParam;
-  using I = typename Api<T>::Iv;
+  using I = ruf::Interval<T>;
   const T t = T(1) / T(3), z = T(0);
-  const T signs[][4] = {{t, 2 * t, t, 5 * t},    {t, 2 * t, -t, 5 * t},  {t, 2 * t, -5 * t, -t},
-                        {-2 * t, -t, t, 5 * t},  {-2 * t, -t, -t, 5 * t}, {-2 * t, -t, -5 * t, -t},
-                        {-2 * t, t, t, 5 * t},   {-2 * t, t, -5 * t, -t}, {-2 * t, t, -t, 5 * t},
-                        {z, t, z, 5 * t},        {-t, z, z, t},           {z, z, -t, t}};
+  const T signs[][4] = {{t, 2 * t, t, 5 * t},   {t, 2 * t, -t, 5 * t},   {t, 2 * t, -5 * t, -t},
+                        {-2 * t, -t, t, 5 * t}, {-2 * t, -t, -t, 5 * t}, {-2 * t, -t, -5 * t, -t},
+                        {-2 * t, t, t, 5 * t},  {-2 * t, t, -5 * t, -t}, {-2 * t, t, -t, 5 * t},
+                        {z, t, z, 5 * t},       {-t, z, z, t},           {z, z, -t, t}};
   for (const auto &c : signs) {
     const I x{c[0], c[1]}, y{c[2], c[3]};
     I r;
-    Api<T>::mult(&r, &x, &y);
+    ops::mult(&r, &x, &y);
     expect_bounds(r, ref_mult(c[0], c[1], c[2], c[3]), "X*Y", c[0], c[1], c[2], c[3]);
     EXPECT_TRUE(r.inf < r.sup || (r.inf == r.sup && r.inf == 0)) << "a rounded product is a point";
   }
@@ -185,75 +162,74 @@ TYPED_TEST(ArithReal, EveryMultiplicationCaseIsReached) {
 
 TYPED_TEST(ArithReal, DocumentedExamples) {
   using T = TypeParam;
-  using A = Api<T>;
-  using I = typename A::Iv;
+  using I = ruf::Interval<T>;
   const T inf = std::numeric_limits<T>::infinity();
   auto is = [](const I &r, T lo, T hi) { return r.inf == lo && r.sup == hi; };
   I r;
   I x{1, 2}, y{3, 4};
-  A::mult(&r, &x, &y);
+  ops::mult(&r, &x, &y);
   EXPECT_TRUE(is(r, 3, 8));
   x = {-2, -1};
-  A::mult(&r, &x, &y);
+  ops::mult(&r, &x, &y);
   EXPECT_TRUE(is(r, -8, -3));
   x = {-1, 2};
-  A::mult(&r, &x, &y);
+  ops::mult(&r, &x, &y);
   EXPECT_TRUE(is(r, -4, 8));
   // Case 9 keeps the larger lower candidate, in both operand orders.
   y = {-3, 4};
-  A::mult(&r, &x, &y);
+  ops::mult(&r, &x, &y);
   EXPECT_TRUE(is(r, -4, 8));
-  A::mult(&r, &y, &x);
+  ops::mult(&r, &y, &x);
   EXPECT_TRUE(is(r, -4, 8));
   // Division by an interval that contains zero gives the whole line.
   x = {1, 2};
   y = {0, 1};
-  A::divi(&r, &x, &y);
+  ops::divi(&r, &x, &y);
   EXPECT_TRUE(is(r, -inf, inf));
   x = {0, 0};
   y = {-1, 1};
-  A::divi(&r, &x, &y);
+  ops::divi(&r, &x, &y);
   EXPECT_TRUE(is(r, -inf, inf));
   x = {1, 2};
   y = {-4, -2};
-  A::divi(&r, &x, &y);
+  ops::divi(&r, &x, &y);
   EXPECT_TRUE(is(r, -1, T(-0.25)));
   x = {-1, 2};
   y = {2, 4};
-  A::divi(&r, &x, &y);
+  ops::divi(&r, &x, &y);
   EXPECT_TRUE(is(r, T(-0.5), 1));
   x = {-2, 3};
-  A::sqr(&r, &x);
+  ops::sqr(&r, &x);
   EXPECT_TRUE(is(r, 0, 9));
   EXPECT_FALSE(std::signbit(r.inf));
   x = {-3, -2};
-  A::sqr(&r, &x);
+  ops::sqr(&r, &x);
   EXPECT_TRUE(is(r, 4, 9));
   // One unit in the last place, outward, on the upper bound only.
   x = {1, 1};
   const T tiny = std::ldexp(T(1), std::numeric_limits<T>::digits == 24 ? -30 : -60);
   y = {tiny, tiny};
-  A::addi(&r, &x, &y);
+  ops::addi(&r, &x, &y);
   EXPECT_EQ(r.inf, T(1));
   EXPECT_EQ(r.sup, std::nextafter(T(1), T(2)));
   // A zero lower bound is +0, whatever the signs of the operands.
   x = {T(-0.0), 1};
   y = {T(-0.0), 1};
-  A::addi(&r, &x, &y);
+  ops::addi(&r, &x, &y);
   EXPECT_FALSE(std::signbit(r.inf));
   // NaN bounds flow through the tables: the point divisor NaN counts as zero.
   const T nan = std::numeric_limits<T>::quiet_NaN();
   x = {1, 2};
-  A::divi_r(&r, &x, &nan);
+  ops::divi(&r, &x, &nan);
   EXPECT_TRUE(is(r, -inf, inf));
   // Reversed bounds are not repaired: [2, 1] + [0, 0] = [2, 1].
   x = {2, 1};
   y = {0, 0};
-  A::addi(&r, &x, &y);
+  ops::addi(&r, &x, &y);
   EXPECT_TRUE(is(r, 2, 1));
   // Copy keeps both bounds, NaN payloads included.
   x = {nan, -inf};
-  A::copy(&r, &x);
+  ops::copy(&r, &x);
   EXPECT_TRUE(ruf_test::same(r.inf, nan) && r.sup == -inf);
 }
 
@@ -261,9 +237,9 @@ TYPED_TEST(ArithReal, DocumentedExamples) {
 // operands: a result that overlaps the second operand changes the lower bound.
 TYPED_TEST(ArithReal, UpperBoundIsStoredFirst) {
   using T = TypeParam;
-  using I = typename Api<T>::Iv;
+  using I = ruf::Interval<T>;
   I x{10, 20}, y{1, 2};
-  Api<T>::subt(&y, &x, &y); // hi = 20 - 1 = 19 lands in y.sup before lo reads it
+  ops::subt(&y, &x, &y); // hi = 20 - 1 = 19 lands in y.sup before lo reads it
   EXPECT_EQ(y.sup, T(19));
   EXPECT_EQ(y.inf, T(10 - 19));
 }

@@ -9,33 +9,30 @@
 #include <limits>
 
 #include "ruf_interval.h"
+#include "support/oracle.h"
 
 namespace {
 
-constexpr std::uint32_t kField = 0x6000, kFlags = 0x3F, kInexact = 0x20, kOverflow = 0x08;
-
-std::uint32_t mxcsr() {
-  std::uint32_t v;
-  asm volatile("stmxcsr %0" : "=m"(v)::"memory");
-  return v;
-}
-void set_mxcsr(std::uint32_t v) { asm volatile("ldmxcsr %0" ::"m"(v) : "memory"); }
+namespace mx = ruf_test::mxcsr;
+using mx::kField;
+using mx::kFlags;
+constexpr std::uint32_t kInexact = 0x20, kOverflow = 0x08;
 
 class CallerMode : public ::testing::TestWithParam<std::uint32_t> {
 protected:
   void SetUp() override {
-    saved_ = mxcsr();
-    set_mxcsr(((saved_ & ~kField) | GetParam()) & ~kFlags);
+    saved_ = mx::read();
+    mx::write(((saved_ & ~kField) | GetParam()) & ~kFlags);
   }
-  void TearDown() override { set_mxcsr(saved_); }
+  void TearDown() override { mx::write(saved_); }
   std::uint32_t saved_ = 0;
 };
 
 // Each call runs with the caller's mode set and the flags cleared.
 template <class F> std::uint32_t after(F f) {
-  set_mxcsr(mxcsr() & ~kFlags);
+  mx::write(mx::read() & ~kFlags);
   f();
-  return mxcsr();
+  return mx::read();
 }
 
 TEST_P(CallerMode, DirectionIsBackAfterEveryOperation) {
@@ -69,7 +66,7 @@ TEST_P(CallerMode, ResultsDoNotDependOnTheCallersDirection) {
   const ruf_di x{1.0 / 3, 2.0 / 3}, y{-1.0 / 7, 5.0 / 7};
   ruf_di got, want;
   ruf_interval_di_di_mult(&got, &x, &y);
-  set_mxcsr(mxcsr() & ~kField);
+  mx::write(mx::read() & ~kField);
   ruf_interval_di_di_mult(&want, &x, &y);
   EXPECT_EQ(got.inf, want.inf);
   EXPECT_EQ(got.sup, want.sup);
@@ -89,7 +86,7 @@ TEST_P(CallerMode, EarlyReturnsLeaveMxcsrUntouched) {
   const ruf_di x{1, 2}, zero_in{-1, 1};
   const double zero = 0.0;
   ruf_di r;
-  const std::uint32_t before = mxcsr() & ~kFlags;
+  const std::uint32_t before = mx::read() & ~kFlags;
   EXPECT_EQ(after([&] { ruf_interval_di_di_divi(&r, &x, &zero_in); }), before);
   EXPECT_EQ(after([&] { ruf_interval_di_dr_divi(&r, &x, &zero); }), before);
   EXPECT_EQ(after([&] { ruf_interval_dr_di_divi(&r, &zero, &zero_in); }), before);
@@ -97,15 +94,7 @@ TEST_P(CallerMode, EarlyReturnsLeaveMxcsrUntouched) {
   EXPECT_EQ(after([&] { ruf_interval_di_copy(&r, &x); }), before);
 }
 
-INSTANTIATE_TEST_SUITE_P(AllDirections, CallerMode,
-                         ::testing::Values(0x0000u, 0x2000u, 0x4000u, 0x6000u),
-                         [](const auto &info) {
-                           switch (info.param) {
-                           case 0x2000u: return std::string("Down");
-                           case 0x4000u: return std::string("Up");
-                           case 0x6000u: return std::string("TowardZero");
-                           default: return std::string("Nearest");
-                           }
-                         });
+INSTANTIATE_TEST_SUITE_P(AllDirections, CallerMode, ::testing::ValuesIn(mx::kModes),
+                         [](const auto &info) { return mx::name(info.param); });
 
 } // namespace

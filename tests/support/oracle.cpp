@@ -33,11 +33,21 @@ template <class T> T rounded(Op op, T a, T b, mpfr_rnd_t rnd) {
   mpfr_set_emax(F::emax);
   int t = 0;
   switch (op) {
-  case Op::add: t = mpfr_add(r, x, y, rnd); break;
-  case Op::sub: t = mpfr_sub(r, x, y, rnd); break;
-  case Op::mul: t = mpfr_mul(r, x, y, rnd); break;
-  case Op::div: t = mpfr_div(r, x, y, rnd); break;
-  case Op::sqrt: t = mpfr_sqrt(r, x, rnd); break;
+  case Op::add:
+    t = mpfr_add(r, x, y, rnd);
+    break;
+  case Op::sub:
+    t = mpfr_sub(r, x, y, rnd);
+    break;
+  case Op::mul:
+    t = mpfr_mul(r, x, y, rnd);
+    break;
+  case Op::div:
+    t = mpfr_div(r, x, y, rnd);
+    break;
+  case Op::sqrt:
+    t = mpfr_sqrt(r, x, rnd);
+    break;
   }
   t = mpfr_check_range(r, t, rnd);
   mpfr_subnormalize(r, t, rnd);
@@ -50,9 +60,15 @@ template <class T> T rounded(Op op, T a, T b, mpfr_rnd_t rnd) {
 
 } // namespace
 
-template <class T> T up(Op op, T a, T b) { return rounded(op, a, b, MPFR_RNDU); }
-template <class T> T down(Op op, T a, T b) { return rounded(op, a, b, MPFR_RNDD); }
-template <class T> T nearest(Op op, T a, T b) { return rounded(op, a, b, MPFR_RNDN); }
+template <class T> T up(Op op, T a, T b) {
+  return rounded(op, a, b, MPFR_RNDU);
+}
+template <class T> T down(Op op, T a, T b) {
+  return rounded(op, a, b, MPFR_RNDD);
+}
+template <class T> T nearest(Op op, T a, T b) {
+  return rounded(op, a, b, MPFR_RNDN);
+}
 template float up(Op, float, float);
 template double up(Op, double, double);
 template float down(Op, float, float);
@@ -99,13 +115,25 @@ template <class T> T Sampler<T>::point() {
   std::bernoulli_distribution neg(0.5);
   T v;
   switch (pick(rng_)) {
-  case 0: v = T(0); break;
-  case 1: v = L::denorm_min() * static_cast<T>(1 + rng_() % 1000); break; // subnormal
-  case 2: v = L::min() * static_cast<T>(1.0 + (rng_() % 1000) / 1000.0); break; // tiny normal
-  case 3: v = L::max() / static_cast<T>(1 + rng_() % 8); break;        // huge
-  case 4: v = L::infinity(); break;
-  case 5: v = (rng_() % 4 == 0) ? L::quiet_NaN() : ordinary(); break;
-  case 6: {                                                           // any bit pattern
+  case 0:
+    v = T(0);
+    break;
+  case 1: // subnormal
+    v = L::denorm_min() * static_cast<T>(1 + rng_() % 1000);
+    break;
+  case 2: // tiny normal
+    v = L::min() * static_cast<T>(1.0 + (rng_() % 1000) / 1000.0);
+    break;
+  case 3: // huge
+    v = L::max() / static_cast<T>(1 + rng_() % 8);
+    break;
+  case 4:
+    v = L::infinity();
+    break;
+  case 5:
+    v = (rng_() % 4 == 0) ? L::quiet_NaN() : ordinary();
+    break;
+  case 6: { // any bit pattern
     if constexpr (sizeof(T) == 4) {
       const std::uint32_t bits = static_cast<std::uint32_t>(rng_());
       std::memcpy(&v, &bits, 4);
@@ -115,8 +143,12 @@ template <class T> T Sampler<T>::point() {
     }
     return v;
   }
-  case 7: v = T(1) + static_cast<T>(std::ldexp(double(rng_() % 64), -50)); break; // near 1
-  default: v = ordinary(); break;
+  case 7: // near 1
+    v = T(1) + static_cast<T>(std::ldexp(double(rng_() % 64), -50));
+    break;
+  default:
+    v = ordinary();
+    break;
   }
   return neg(rng_) ? -v : v;
 }
@@ -145,5 +177,37 @@ template <class T> void Sampler<T>::interval(T &lo, T &hi) {
 
 template class Sampler<float>;
 template class Sampler<double>;
+
+namespace mxcsr {
+namespace {
+// Indexed by the rounding field: nearest, down, up, toward zero.
+constexpr mpfr_rnd_t kDirection[] = {MPFR_RNDN, MPFR_RNDD, MPFR_RNDU, MPFR_RNDZ};
+mpfr_rnd_t direction(std::uint32_t mode) {
+  return kDirection[(mode & kField) >> 13];
+}
+} // namespace
+
+std::string name(std::uint32_t mode) {
+  static const char *const names[] = {"Nearest", "Down", "Up", "TowardZero"};
+  return names[(mode & kField) >> 13];
+}
+
+template <class T> T rounded(std::uint32_t mode, Op op, T a, T b) {
+  return ruf_test::rounded(op, a, b, direction(mode));
+}
+template float rounded(std::uint32_t, Op, float, float);
+template double rounded(std::uint32_t, Op, double, double);
+
+template <class T> T narrow(std::uint32_t mode, long double v) {
+  mpfr_t m;
+  mpfr_init2(m, 64);
+  mpfr_set_ld(m, v, MPFR_RNDN); // exact: every source fits in 64 bits
+  const T r = Format<T>::get(m, direction(mode));
+  mpfr_clear(m);
+  return r;
+}
+template float narrow(std::uint32_t, long double);
+template double narrow(std::uint32_t, long double);
+} // namespace mxcsr
 
 } // namespace ruf_test
