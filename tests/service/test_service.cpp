@@ -6,14 +6,11 @@
 #include <cstring>
 
 #include "ruf_service.h"
+#include "support/oracle.h"
 
 namespace {
 
-std::uint32_t mxcsr() {
-  std::uint32_t v;
-  asm volatile("stmxcsr %0" : "=m"(v)::"memory");
-  return v;
-}
+using ruf_test::mxcsr::read;
 unsigned short x87_control() {
   unsigned short v;
   asm volatile("fnstcw %0" : "=m"(v)::"memory");
@@ -41,22 +38,22 @@ TEST(Service, StringComparisonPadsWithBlanks) {
 }
 
 TEST(Service, RoundingDirectionReachesSseAndX87) {
-  const std::uint32_t saved = mxcsr();
+  const std::uint32_t saved = read();
   char out[10];
   EXPECT_EQ(ieee_flags_("set", "direction", "negative", out, 3, 9, 8, 10), 0);
-  EXPECT_EQ(mxcsr() & 0x6000u, 0x2000u);
+  EXPECT_EQ(read() & 0x6000u, 0x2000u);
   EXPECT_EQ(x87_control() & 0x0C00u, 0x0400u);
   EXPECT_EQ(std::string(out, 10), "negative  ");
   EXPECT_EQ(ieee_flags_("set", "direction", "positive", out, 3, 9, 8, 10), 0);
-  EXPECT_EQ(mxcsr() & 0x6000u, 0x4000u);
+  EXPECT_EQ(read() & 0x6000u, 0x4000u);
   EXPECT_EQ(x87_control() & 0x0C00u, 0x0800u);
   // Blank-padded words, as a caller passing fixed-length buffers sends them.
   EXPECT_EQ(ieee_flags_("clear     ", "direction ", "          ", out, 10, 10, 10, 10), 0);
-  EXPECT_EQ(mxcsr() & 0x6000u, 0u);
+  EXPECT_EQ(read() & 0x6000u, 0u);
   EXPECT_EQ(x87_control() & 0x0C00u, 0u);
   EXPECT_EQ(ieee_flags_("set", "direction", "sideways", out, 3, 9, 8, 10), 1);
-  EXPECT_EQ(mxcsr() & 0x6000u, 0u);
-  asm volatile("ldmxcsr %0" ::"m"(saved) : "memory");
+  EXPECT_EQ(read() & 0x6000u, 0u);
+  ruf_test::mxcsr::write(saved);
 }
 
 TEST(Service, SettersRecordTheMode) {
