@@ -1,138 +1,64 @@
-// Regularity and singularity test, both members: argument checks, quick
-// return, workspace failure at each of the nine requests, an eigenvalue
-// failure (the system LAPACK's routine, interposed here so that it can be
-// told to fail), the documented small examples, and verdicts on matrices
-// whose regularity or singularity is known exactly: strictly diagonally
-// dominant interval matrices are regular, rank-deficient point matrices and
-// intervals built around a singular matrix are not.
-#include <gtest/gtest.h>
-
-#include <dlfcn.h>
-
+// Regularity and singularity test, both members: the solver frame, a failing
+// eigenvalue computation, the documented small examples, and verdicts on
+// matrices whose regularity or singularity is known exactly.
 #include <cmath>
-#include <cstddef>
 #include <limits>
 
-#include "ruf_interval.h"
-#include "solvers/real/exact.h"
-#include "support/doubles.h"
-#include "support/oracle.h"
-
-// Decided outcomes keep their workspace on purpose.
-extern "C" const char *__lsan_default_options() {
-  return "detect_leaks=0";
-}
-
-namespace {
-int g_eigen_failure = 0; // info the next eigenvalue call reports, 0: run it
-}
-
-// The eigenvalue routines, interposed over the LAPACK ones.
-#define RUF_TEST_GEEV(name, T)                                                                     \
-  extern "C" void name(const char *jl, const char *jr, const int *n, T *a, const int *lda, T *wr,  \
-                       T *wi, T *vl, const int *ldvl, T *vr, const int *ldvr, T *work,             \
-                       const int *lwork, int *info, std::size_t ll, std::size_t lr) {              \
-    if (g_eigen_failure != 0) {                                                                    \
-      *info = g_eigen_failure;                                                                     \
-      g_eigen_failure = 0;                                                                         \
-      return;                                                                                      \
-    }                                                                                              \
-    using Fn = decltype(&name);                                                                    \
-    static const Fn real = reinterpret_cast<Fn>(dlsym(RTLD_NEXT, #name));                          \
-    real(jl, jr, n, a, lda, wr, wi, vl, ldvl, vr, ldvr, work, lwork, info, ll, lr);                \
-  }
-RUF_TEST_GEEV(dgeev_, double)
-RUF_TEST_GEEV(sgeev_, float)
-#undef RUF_TEST_GEEV
+#include "solvers/real/harness.h"
 
 namespace {
 
 using namespace ruf_test;
 
-template <class T> struct Api;
-template <> struct Api<double> {
-  using I = ruf_di;
-  static constexpr auto fn = digerbr;
-  static constexpr const char *name = "DIGERBR";
-};
-template <> struct Api<float> {
-  using I = ruf_si;
-  static constexpr auto fn = sigerbr;
-  static constexpr const char *name = "SIGERBR";
-};
-
-template <class I> I pt(double v) {
-  using T = decltype(I{}.inf);
-  return I{T(v), T(v)};
-}
-
 constexpr int kUnset = 77;
 
-template <class T> class Gerbr : public ::testing::Test {
+template <class T> class Gerbr : public SolverTest<T> {
 protected:
-  using I = typename Api<T>::I;
-  void SetUp() override {
-    reset_doubles();
-    g_eigen_failure = 0;
-  }
+  using I = typename SolverTest<T>::I;
+  struct Call {
+    int n = 3, lda = 3;
+  };
   struct Result {
     int info = kUnset, flag = kUnset;
     T r = T(-99);
   };
-  static Result run(int n, const IMat<I> &a, int lda) {
+  static Result run(const Call &c, const IMat<I> &a) {
     Result res;
-    Api<T>::fn(&n, a.v.data(), &lda, &res.r, &res.flag, &res.info);
+    pick<T>(digerbr, sigerbr)(&c.n, a.v.data(), &c.lda, &res.r, &res.flag, &res.info);
     return res;
   }
-  static Result test(const IMat<I> &a) { return run(a.rows, a, a.ld); }
+  static Result test(const IMat<I> &a) { return run({a.rows, a.ld}, a); }
+  static Outcome probe(const Call &c, const IMat<I> &a) {
+    const Result res = run(c, a);
+    return {res.info, res.flag == kUnset && res.r == T(-99)};
+  }
 };
-using Precisions = ::testing::Types<float, double>;
 TYPED_TEST_SUITE(Gerbr, Precisions);
 
 TYPED_TEST(Gerbr, ArgumentErrorsAndTheEmptyMatrix) {
-  using T = TypeParam;
   using I = typename TestFixture::I;
-  struct Case {
-    const char *what;
-    int n, lda, info;
-  };
-  const Case cases[] = {
-      {"n < 0", -1, 3, -1},  {"n < 0 and lda 0", -1, 0, -1},
-      {"lda < n", 3, 2, -3}, {"lda 0 with n 0", 0, 0, -3},
-      {"empty", 0, 1, 0},
-  };
-  const IMat<I> a = filled(3, 3, I{1, 2});
-  for (const auto &c : cases) {
-    SCOPED_TRACE(c.what);
-    reset_doubles();
-    const auto res = this->run(c.n, a, c.lda);
-    EXPECT_EQ(res.info, c.info);
-    if (c.info < 0)
-      EXPECT_TRUE(reported(Api<T>::name, -c.info));
-    else
-      EXPECT_TRUE(xerbla_calls().empty());
-    EXPECT_EQ(res.flag, kUnset);
-    EXPECT_EQ(res.r, T(-99));
-    EXPECT_EQ(allocation_count(), 0);
-  }
+  using Call = typename TestFixture::Call;
+  expect_early_returns<Call>(name<TypeParam>("IGERBR"),
+                             {
+                                 {"n < 0", [](Call &c) { c.n = -1; }, 1},
+                                 {"n < 0 and lda 0", [](Call &c) { c.n = -1, c.lda = 0; }, 1},
+                                 {"lda < n", [](Call &c) { c.lda = 2; }, 3},
+                                 {"lda 0 with n 0", [](Call &c) { c.n = 0, c.lda = 0; }, 3},
+                                 {"empty", [](Call &c) { c.n = 0, c.lda = 1; }, 0},
+                             },
+                             [](const Call &c) {
+                               return TestFixture::probe(c, filled(3, 3, I{1, 2}));
+                             });
 }
 
-// Ac, D, I, R, G, the pivots, the LAPACK work vector, wr and wi.
+// Ac, D, I, R, G, the pivots, the LAPACK work vector, wr and wi. On a matrix
+// that stays undecided, the one outcome that releases them.
 TYPED_TEST(Gerbr, AllocationFailureAtEachRequest) {
-  using T = TypeParam;
   using I = typename TestFixture::I;
-  const IMat<I> a = filled(3, 3, I{0, 1});
-  for (int k = 1; k <= 9; ++k) {
-    SCOPED_TRACE(k);
-    reset_doubles();
-    const int live = live_allocations();
-    arm_allocation_failure(k);
-    const auto res = this->test(a);
-    EXPECT_EQ(res.info, 1000);
-    EXPECT_TRUE(reported(Api<T>::name, 1000));
-    EXPECT_EQ(res.flag, kUnset);
-    EXPECT_EQ(live_allocations() - live, k - 1);
-  }
+  expect_allocation_failures(name<TypeParam>("IGERBR"), 9, [] {
+    const IMat<I> a = diagonal<I>({1, 1}, I{-1, 1});
+    return TestFixture::probe({2, 2}, a);
+  });
 }
 
 // The verdict order and what each outcome leaves: a singular midpoint
@@ -142,36 +68,30 @@ TYPED_TEST(Gerbr, AllocationFailureAtEachRequest) {
 TYPED_TEST(Gerbr, DocumentedExamples) {
   using T = TypeParam;
   using I = typename TestFixture::I;
-  IMat<I> two_singular(2, 2);
-  two_singular(0, 0) = pt<I>(1), two_singular(0, 1) = pt<I>(2);
-  two_singular(1, 0) = pt<I>(2), two_singular(1, 1) = pt<I>(4);
-  // Ac = I, D = 0.75 I off the diagonal: G = |R| D has radius 0.75.
-  IMat<I> near_identity = filled(2, 2, I{T(-0.75), T(0.75)});
-  near_identity(0, 0) = near_identity(1, 1) = pt<I>(1);
   // Ac = I, D = 1.5 on the diagonal: r = 1.5, and the column test holds
   // (|I - Ac R| + I = I <= D |R| = 1.5 I).
-  IMat<I> wide_diagonal = filled(2, 2, I{0, 0});
+  IMat<I> wide_diagonal = diagonal<I>({0, 0});
   wide_diagonal(0, 0) = wide_diagonal(1, 1) = I{T(-0.5), T(2.5)};
-  // Ac = I, D = 1 off the diagonal: r = 1, but no column test holds.
-  IMat<I> undecided = filled(2, 2, I{-1, 1});
-  undecided(0, 0) = undecided(1, 1) = pt<I>(1);
-  struct Case {
+  const double unwritten = std::numeric_limits<double>::quiet_NaN();
+  const struct {
     const char *what;
     IMat<I> a;
     int flag;
     double r; // NaN: not written
     int kept;
-  };
-  const double unwritten = std::numeric_limits<double>::quiet_NaN();
-  const Case cases[] = {
+  } cases[] = {
       {"[1, 3]: Ac 2, D 1, R 0.5, G 0.5", filled(1, 1, I{1, 3}), 1, 0.5, 9},
       {"[-1, 3]: r 2, then G 1 <= S 2", filled(1, 1, I{-1, 3}), -1, 2, 9},
       {"[-2, 2]: the midpoint 0 is singular", filled(1, 1, I{-2, 2}), -1, unwritten, 9},
-      {"exactly singular point matrix", two_singular, -1, unwritten, 9},
+      {"exactly singular point matrix", rows<I>(2, {pt<I>(1), pt<I>(2), pt<I>(2), pt<I>(4)}), -1,
+       unwritten, 9},
       {"point identity", filled(1, 1, pt<I>(1)), 1, 0, 9},
-      {"identity with off-diagonal radius 0.75", near_identity, 1, 0.75, 9},
+      // Ac = I, D = 0.75 off the diagonal: G = |R| D has radius 0.75.
+      {"identity with off-diagonal radius 0.75", diagonal<I>({1, 1}, I{T(-0.75), T(0.75)}), 1, 0.75,
+       9},
       {"identity with diagonal radius 1.5", wide_diagonal, -1, 1.5, 9},
-      {"identity with off-diagonal radius 1", undecided, 0, 1, 0},
+      // Ac = I, D = 1 off the diagonal: r = 1, but no column test holds.
+      {"identity with off-diagonal radius 1", diagonal<I>({1, 1}, I{-1, 1}), 0, 1, 0},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.what);
@@ -193,10 +113,8 @@ TYPED_TEST(Gerbr, EigenvalueFailureIsPassedOn) {
   using T = TypeParam;
   using I = typename TestFixture::I;
   const int live = live_allocations();
-  IMat<I> a = filled(2, 2, I{0, 1});
-  a(0, 0) = a(1, 1) = I{3, 4};
-  g_eigen_failure = 3;
-  const auto res = this->test(a);
+  lapack.geev_status = 3;
+  const auto res = this->test(rows<I>(2, {I{3, 4}, I{0, 1}, I{0, 1}, I{3, 4}}));
   EXPECT_EQ(res.info, 3);
   EXPECT_EQ(res.flag, 0);
   EXPECT_EQ(res.r, T(-99));
@@ -210,17 +128,18 @@ TYPED_TEST(Gerbr, VerdictsAgreeWithKnownRegularityAndSingularity) {
   using I = typename TestFixture::I;
   Dyadic g(test_seed());
   int decided = 0, around_tests = 0;
-  for (int trial = 0; trial < scaled(30); ++trial) {
+  for (int k = 0; k < scaled(30); ++k) {
     const int n = g.integer(1, 8);
-    SCOPED_TRACE(testing::Message() << "seed " << test_seed() << " trial " << trial << " n " << n);
+    SCOPED_TRACE(trial(k, n));
     // Strictly diagonally dominant with small radii: regular, and the
     // criterion holds with room to spare.
-    IMat<I> dominant(n, n, n + g.integer(0, 2));
-    for (int j = 0; j < n; ++j)
-      for (int i = 0; i < n; ++i)
-        dominant(i, j) = i == j ? away_from_zero<I>(g, 1, 2, 0x1p-8)
-                                : away_from_zero<I>(g, 0, 0.5 / n, 0x1p-8 / n);
-    auto res = this->test(dominant);
+    auto res = this->test(generated<I>(
+        n, n,
+        [&](int i, int j) {
+          return i == j ? away_from_zero<I>(g, 1, 2, 0x1p-8)
+                        : away_from_zero<I>(g, 0, 0.5 / n, 0x1p-8 / n);
+        },
+        n + g.integer(0, 2)));
     EXPECT_EQ(res.flag, 1) << "dominant";
     EXPECT_LT(res.r, T(1));
     if (n < 2) continue;
@@ -234,13 +153,10 @@ TYPED_TEST(Gerbr, VerdictsAgreeWithKnownRegularityAndSingularity) {
     // Around that singular matrix, radii up to 2^-4 placed unevenly, so
     // that the midpoint itself is regular: never regular, and the radius
     // is at least 1.
-    IMat<I> around(n, n);
-    for (int j = 0; j < n; ++j)
-      for (int i = 0; i < n; ++i) {
-        const double c = deficient(i, j).inf;
-        around(i, j) = I{T(c - g.between(0x1p-6, 0x1p-4)), T(c + g.between(0x1p-6, 0x1p-4))};
-      }
-    res = this->test(around);
+    res = this->test(generated<I>(n, n, [&](int i, int j) {
+      const double c = deficient(i, j).inf;
+      return I{T(c - g.between(0x1p-6, 0x1p-4)), T(c + g.between(0x1p-6, 0x1p-4))};
+    }));
     EXPECT_NE(res.flag, 1) << "contains a singular matrix";
     if (res.flag == 0) EXPECT_GE(res.r, T(1));
     decided += res.flag == -1;

@@ -1,162 +1,75 @@
-// Singular-value regularity test, both members: argument checks, quick
-// return, workspace failure at each of the five requests, the outputs left by
-// a failing decomposition (the system LAPACK's routine is interposed here so
-// that either call can be told to fail), the ranges against the system
-// LAPACK, the documented small examples with the strict comparisons, and
-// verdicts on matrices known to be regular or to contain a singular matrix.
-#include <gtest/gtest.h>
-
-#include <dlfcn.h>
-
-#include <algorithm>
+// Singular-value regularity test, both members: the solver frame, a failing
+// decomposition, the documented small examples, and the ranges and verdicts
+// against the system LAPACK on matrices of known regularity.
+#include <cmath>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
-#include "ruf_interval.h"
-#include "solvers/real/exact.h"
-#include "support/doubles.h"
-#include "support/oracle.h"
-
-// The failing decompositions keep their workspace on purpose.
-extern "C" const char *__lsan_default_options() {
-  return "detect_leaks=0";
-}
-
-namespace {
-int g_svd_calls = 0;   // since the last reset
-int g_svd_fail_at = 0; // this call reports g_svd_info instead of running
-int g_svd_info = 0;
-} // namespace
-
-#define RUF_TEST_GESVD(name, T)                                                                    \
-  extern "C" void name(const char *ju, const char *jv, const int *m, const int *n, T *a,           \
-                       const int *lda, T *s, T *u, const int *ldu, T *vt, const int *ldvt,         \
-                       T *work, const int *lwork, int *info, std::size_t lu, std::size_t lv) {     \
-    if (++g_svd_calls == g_svd_fail_at) {                                                          \
-      *info = g_svd_info;                                                                          \
-      return;                                                                                      \
-    }                                                                                              \
-    using Fn = decltype(&name);                                                                    \
-    static const Fn real = reinterpret_cast<Fn>(dlsym(RTLD_NEXT, #name));                          \
-    real(ju, jv, m, n, a, lda, s, u, ldu, vt, ldvt, work, lwork, info, lu, lv);                    \
-  }
-RUF_TEST_GESVD(dgesvd_, double)
-RUF_TEST_GESVD(sgesvd_, float)
-#undef RUF_TEST_GESVD
+#include "solvers/real/harness.h"
 
 namespace {
 
 using namespace ruf_test;
 
-template <class T> struct Api;
-template <> struct Api<double> {
-  using I = ruf_di;
-  static constexpr auto fn = digesvr;
-  static constexpr auto gesvd = dgesvd_;
-  static constexpr const char *name = "DIGESVR";
-};
-template <> struct Api<float> {
-  using I = ruf_si;
-  static constexpr auto fn = sigesvr;
-  static constexpr auto gesvd = sgesvd_;
-  static constexpr const char *name = "SIGESVR";
-};
-
-template <class I> I pt(double v) {
-  using T = decltype(I{}.inf);
-  return I{T(v), T(v)};
-}
-
 constexpr int kUnset = 77;
 
-template <class T> class Gesvr : public ::testing::Test {
+template <class T> class Gesvr : public SolverTest<T> {
 protected:
-  using I = typename Api<T>::I;
-  void SetUp() override {
-    reset_doubles();
-    g_svd_calls = g_svd_fail_at = g_svd_info = 0;
-  }
+  using I = typename SolverTest<T>::I;
+  struct Call {
+    int n = 3, lda = 3;
+  };
   struct Result {
     int info = kUnset, flag = kUnset;
     I sa{T(-9), T(-9)}, sd{T(-9), T(-9)};
   };
-  static Result run(int n, const IMat<I> &a, int lda) {
+  static Result run(const Call &c, const IMat<I> &a) {
     Result res;
-    Api<T>::fn(&n, a.v.data(), &lda, &res.sa, &res.sd, &res.flag, &res.info);
+    pick<T>(digesvr, sigesvr)(&c.n, a.v.data(), &c.lda, &res.sa, &res.sd, &res.flag, &res.info);
     return res;
   }
-  static Result test(const IMat<I> &a) { return run(a.rows, a, a.ld); }
+  static Result test(const IMat<I> &a) { return run({a.rows, a.ld}, a); }
+  static Outcome probe(const Call &c) {
+    const Result res = run(c, filled(3, 3, I{0, 1}));
+    return {res.info, res.flag == kUnset && same(res.sa, -9, -9) && same(res.sd, -9, -9)};
+  }
   // Singular values of a point matrix by the system LAPACK, descending.
   static std::vector<T> singular_values(std::vector<T> m, int n) {
     std::vector<T> s(n), work(static_cast<std::size_t>(64) * n);
     const int lwork = 64 * n, one = 1;
     int info = 0;
     T unused[1];
-    g_svd_fail_at = -1;
-    Api<T>::gesvd("N", "N", &n, &n, m.data(), &n, s.data(), unused, &one, unused, &one, work.data(),
-                  &lwork, &info, 1, 1);
+    lapack.gesvd_fail_at = -1;
+    pick<T>(dgesvd_, sgesvd_)("N", "N", &n, &n, m.data(), &n, s.data(), unused, &one, unused, &one,
+                              work.data(), &lwork, &info, 1, 1);
     EXPECT_EQ(info, 0);
     return s;
   }
 };
-using Precisions = ::testing::Types<float, double>;
 TYPED_TEST_SUITE(Gesvr, Precisions);
 
-template <class I> bool same(const I &x, const I &y) {
+template <class I> bool identical(const I &x, const I &y) {
   return same_bits(filled(1, 1, x), filled(1, 1, y));
 }
 
 TYPED_TEST(Gesvr, ArgumentErrorsAndTheEmptyMatrix) {
-  using T = TypeParam;
-  using I = typename TestFixture::I;
-  struct Case {
-    const char *what;
-    int n, lda, info;
-  };
-  const Case cases[] = {
-      {"n < 0", -1, 3, -1},  {"n < 0 and lda 0", -1, 0, -1},
-      {"lda < n", 3, 2, -3}, {"lda 0 with n 0", 0, 0, -3},
-      {"empty", 0, 1, 0},
-  };
-  const IMat<I> a = filled(3, 3, I{1, 2});
-  for (const auto &c : cases) {
-    SCOPED_TRACE(c.what);
-    reset_doubles();
-    const auto res = this->run(c.n, a, c.lda);
-    EXPECT_EQ(res.info, c.info);
-    if (c.info < 0)
-      EXPECT_TRUE(reported(Api<T>::name, -c.info));
-    else
-      EXPECT_TRUE(xerbla_calls().empty());
-    EXPECT_EQ(res.flag, kUnset);
-    EXPECT_EQ(res.sa.inf, T(-9));
-    EXPECT_EQ(res.sd.sup, T(-9));
-    EXPECT_EQ(allocation_count(), 0);
-  }
+  using Call = typename TestFixture::Call;
+  expect_early_returns<Call>(name<TypeParam>("IGESVR"),
+                             {
+                                 {"n < 0", [](Call &c) { c.n = -1; }, 1},
+                                 {"n < 0 and lda 0", [](Call &c) { c.n = -1, c.lda = 0; }, 1},
+                                 {"lda < n", [](Call &c) { c.lda = 2; }, 3},
+                                 {"lda 0 with n 0", [](Call &c) { c.n = 0, c.lda = 0; }, 3},
+                                 {"empty", [](Call &c) { c.n = 0, c.lda = 1; }, 0},
+                             },
+                             TestFixture::probe);
 }
 
 // Ac, D, s, t and the LAPACK work vector. Nothing is written before the
 // last request succeeds.
 TYPED_TEST(Gesvr, AllocationFailureAtEachRequest) {
-  using T = TypeParam;
-  using I = typename TestFixture::I;
-  const IMat<I> a = filled(3, 3, I{0, 1});
-  for (int k = 1; k <= 5; ++k) {
-    SCOPED_TRACE(k);
-    reset_doubles();
-    const int live = live_allocations();
-    arm_allocation_failure(k);
-    const auto res = this->test(a);
-    EXPECT_EQ(res.info, 1000);
-    EXPECT_TRUE(reported(Api<T>::name, 1000));
-    EXPECT_EQ(res.flag, kUnset);
-    EXPECT_EQ(res.sa.inf, T(-9));
-    EXPECT_EQ(live_allocations() - live, k - 1);
-  }
-  reset_doubles();
-  const int live = live_allocations();
-  EXPECT_EQ(this->test(a).info, 0);
-  EXPECT_EQ(live_allocations(), live) << "released when both decompositions succeed";
+  expect_allocation_failures(name<TypeParam>("IGESVR"), 5, [] { return TestFixture::probe({}); });
 }
 
 // A failing decomposition: LAPACK's count in info, undecided, the ranges not
@@ -169,13 +82,13 @@ TYPED_TEST(Gesvr, DecompositionFailureLeavesTheRangesNotYetComputed) {
   for (int failing : {1, 2}) {
     SCOPED_TRACE(failing);
     const int live = live_allocations();
-    g_svd_calls = 0, g_svd_fail_at = failing, g_svd_info = 2;
+    lapack.gesvd_calls = 0, lapack.gesvd_fail_at = failing, lapack.gesvd_status = 2;
     const auto res = this->test(a);
     EXPECT_EQ(res.info, 2);
     EXPECT_EQ(res.flag, 0);
     const I zero{0, 0}, mid{0, 4};
-    EXPECT_TRUE(same(res.sa, failing == 1 ? zero : mid)) << show(res.sa);
-    EXPECT_TRUE(same(res.sd, zero)) << show(res.sd);
+    EXPECT_TRUE(identical(res.sa, failing == 1 ? zero : mid)) << show(res.sa);
+    EXPECT_TRUE(identical(res.sd, zero)) << show(res.sd);
     EXPECT_EQ(live_allocations() - live, 5);
   }
 }
@@ -183,23 +96,26 @@ TYPED_TEST(Gesvr, DecompositionFailureLeavesTheRangesNotYetComputed) {
 TYPED_TEST(Gesvr, DocumentedExamples) {
   using T = TypeParam;
   using I = typename TestFixture::I;
-  IMat<I> diagonal = filled(2, 2, I{0, 0});
-  diagonal(0, 0) = I{2, 4}, diagonal(1, 1) = I{-3, -1}; // Ac diag(3, -2), D = I
-  IMat<I> centred = filled(2, 2, I{0, 0});
-  centred(0, 0) = centred(1, 1) = I{-1, 1}; // Ac = 0, D = I
-  struct Case {
+  const struct {
     const char *what;
     IMat<I> a;
     int flag;
     I sa, sd;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"[-1, 1]: 0 < 1", filled(1, 1, I{-1, 1}), -1, {0, 0}, {1, 1}},
       {"[0, 2]: 1 = 1, strict comparisons", filled(1, 1, I{0, 2}), 0, {1, 1}, {1, 1}},
       {"[1, 3]: 2 > 1", filled(1, 1, I{1, 3}), 1, {2, 2}, {1, 1}},
       {"point 5", filled(1, 1, pt<I>(5)), 1, {5, 5}, {0, 0}},
-      {"diag([2, 4], [-3, -1]): 2 > 1", diagonal, 1, {2, 3}, {1, 1}},
-      {"diag([-1, 1], [-1, 1]): 0 < 1", centred, -1, {0, 0}, {1, 1}},
+      {"diag([2, 4], [-3, -1]): 2 > 1",
+       rows<I>(2, {I{2, 4}, I{0, 0}, I{0, 0}, I{-3, -1}}),
+       1,
+       {2, 3},
+       {1, 1}},
+      {"diag([-1, 1], [-1, 1]): 0 < 1",
+       rows<I>(2, {I{-1, 1}, I{0, 0}, I{0, 0}, I{-1, 1}}),
+       -1,
+       {0, 0},
+       {1, 1}},
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.what);
@@ -208,10 +124,9 @@ TYPED_TEST(Gesvr, DocumentedExamples) {
     EXPECT_EQ(res.info, 0);
     EXPECT_EQ(res.flag, c.flag);
     // LAPACK's values, exact up to its own rounding.
-    EXPECT_NEAR(res.sa.inf, c.sa.inf, 1e-6);
-    EXPECT_NEAR(res.sa.sup, c.sa.sup, 1e-6);
-    EXPECT_NEAR(res.sd.inf, c.sd.inf, 1e-6);
-    EXPECT_NEAR(res.sd.sup, c.sd.sup, 1e-6);
+    for (auto [got, want] : {std::pair{res.sa, c.sa}, std::pair{res.sd, c.sd}})
+      EXPECT_TRUE(std::fabs(got.inf - want.inf) < 1e-6 && std::fabs(got.sup - want.sup) < 1e-6)
+          << show(got);
     EXPECT_EQ(live_allocations(), live);
   }
 }
@@ -224,9 +139,9 @@ TYPED_TEST(Gesvr, RangesAndVerdictsOnKnownMatrices) {
   using T = TypeParam;
   using I = typename TestFixture::I;
   Dyadic g(test_seed());
-  for (int trial = 0; trial < scaled(30); ++trial) {
+  for (int k = 0; k < scaled(30); ++k) {
     const int n = g.integer(1, 8), ld = n + g.integer(0, 2);
-    SCOPED_TRACE(testing::Message() << "seed " << test_seed() << " trial " << trial << " n " << n);
+    SCOPED_TRACE(trial(k, n));
     IMat<I> point(n, n, ld);
     std::vector<T> m(static_cast<std::size_t>(n) * n);
     for (int j = 0; j < n; ++j)
@@ -238,8 +153,8 @@ TYPED_TEST(Gesvr, RangesAndVerdictsOnKnownMatrices) {
     auto res = this->test(point);
     const auto s = this->singular_values(m, n);
     EXPECT_EQ(res.flag, 1);
-    EXPECT_TRUE(same(res.sa, I{s[n - 1], s[0]})) << show(res.sa);
-    EXPECT_TRUE(same(res.sd, I{0, 0}));
+    EXPECT_TRUE(identical(res.sa, I{s[n - 1], s[0]})) << show(res.sa);
+    EXPECT_TRUE(identical(res.sd, I{0, 0}));
 
     // Around a matrix whose last row repeats the first: the midpoint is off
     // by at most 2^-8, the radii are at least 2^-7.
@@ -257,8 +172,8 @@ TYPED_TEST(Gesvr, RangesAndVerdictsOnKnownMatrices) {
     res = this->test(around);
     EXPECT_NE(res.flag, 1) << "contains a singular matrix";
     const auto sm = this->singular_values(mid, n), sr = this->singular_values(rad, n);
-    EXPECT_TRUE(same(res.sa, I{sm[n - 1], sm[0]})) << show(res.sa);
-    EXPECT_TRUE(same(res.sd, I{sr[n - 1], sr[0]})) << show(res.sd);
+    EXPECT_TRUE(identical(res.sa, I{sm[n - 1], sm[0]})) << show(res.sa);
+    EXPECT_TRUE(identical(res.sd, I{sr[n - 1], sr[0]})) << show(res.sd);
   }
 }
 
