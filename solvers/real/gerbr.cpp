@@ -16,8 +16,6 @@ template <class R> struct Gerbr;
 template <> struct Gerbr<DI> : DI { static constexpr frame::Name name = "DIGERBR"; };
 template <> struct Gerbr<SI> : SI { static constexpr frame::Name name = "SIGERBR"; };
 
-enum Verdict { singular = -1, undecided = 0, regular = 1 };
-
 template <class M>
 void gerbr(const int *n_, const typename M::elem *a_, const int *lda, typename M::real *radius,
            int *flag, int *info) {

@@ -11,8 +11,6 @@ template <class R> struct Gesvr;
 template <> struct Gesvr<DI> : DI { static constexpr frame::Name name = "DIGESVR"; };
 template <> struct Gesvr<SI> : SI { static constexpr frame::Name name = "SIGESVR"; };
 
-enum Verdict { singular = -1, undecided = 0, regular = 1 };
-
 template <class M>
 void gesvr(const int *n_, const typename M::elem *a_, const int *lda, typename M::elem *sa,
            typename M::elem *sd, int *flag, int *info) {

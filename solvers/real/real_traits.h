@@ -87,4 +87,7 @@ RUF_REAL_MEMBER(DI, ruf_di, di, dr, d, d, double)
 RUF_REAL_MEMBER(SI, ruf_si, si, sr, s, s, float)
 #undef RUF_REAL_MEMBER
 
+// The verdict a regularity test writes to its flag.
+enum Verdict { singular = -1, undecided = 0, regular = 1 };
+
 } // namespace ruf::real

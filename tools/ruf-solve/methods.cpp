@@ -1,4 +1,5 @@
 #include "methods.h"
+#include "rounding_guard.h"
 
 #include <cfenv>
 #include <cmath>
@@ -215,18 +216,6 @@ const Method kMethods[] = {
      EpsRule::unused, kNoInfos, gerbr},
     {"gesvr", "DIGESVR", "regularity test by singular values", Kind::classification,
      EpsRule::unused, kNoInfos, gesvr},
-};
-
-// Restores the rounding mode a routine may leave changed.
-class RoundingGuard {
-public:
-  RoundingGuard() : saved_(std::fegetround()) {}
-  ~RoundingGuard() { std::fesetround(saved_); }
-  RoundingGuard(const RoundingGuard &) = delete;
-  RoundingGuard &operator=(const RoundingGuard &) = delete;
-
-private:
-  int saved_;
 };
 
 void read_info(const Method &m, Outcome &o) {

@@ -1,4 +1,5 @@
 #include "parse.h"
+#include "rounding_guard.h"
 
 #include <cfenv>
 #include <climits>
@@ -7,18 +8,6 @@
 
 namespace ruf_solve {
 namespace {
-
-// Restores the caller's rounding mode on every way out.
-class RoundingGuard {
-public:
-  RoundingGuard() : saved_(std::fegetround()) {}
-  ~RoundingGuard() { std::fesetround(saved_); }
-  RoundingGuard(const RoundingGuard &) = delete;
-  RoundingGuard &operator=(const RoundingGuard &) = delete;
-
-private:
-  int saved_;
-};
 
 bool is_digit(char c) {
   return c >= '0' && c <= '9';
