@@ -51,13 +51,13 @@ template <Which W> void run_calls(benchmark::State &state, Fn f) {
   const Operands &o = operands(state.range(0) != 0);
   std::vector<ruf_di> r(kN);
   for (auto _ : state) {
-    for (int i = 0; i < kN; ++i) f(&r[i], &o.x[i], &o.y[i]);
+    for (int i = 0; i < kN; ++i)
+      f(&r[i], &o.x[i], &o.y[i]);
     benchmark::DoNotOptimize(r.data());
     benchmark::ClobberMemory();
   }
-  state.counters["ns_per_op"] =
-      benchmark::Counter(double(kN), benchmark::Counter::kIsIterationInvariantRate |
-                                         benchmark::Counter::kInvert);
+  state.counters["ns_per_op"] = benchmark::Counter(
+      double(kN), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
   state.SetLabel(state.range(0) ? "mixed" : "positive");
 }
 
@@ -82,9 +82,8 @@ template <Which W> void BM_Inline(benchmark::State &state) {
     benchmark::DoNotOptimize(r.data());
     benchmark::ClobberMemory();
   }
-  state.counters["ns_per_op"] =
-      benchmark::Counter(double(kN), benchmark::Counter::kIsIterationInvariantRate |
-                                         benchmark::Counter::kInvert);
+  state.counters["ns_per_op"] = benchmark::Counter(
+      double(kN), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
   state.SetLabel(state.range(0) ? "mixed" : "positive");
 }
 
@@ -98,13 +97,13 @@ template <Which W> void BM_Boost(benchmark::State &state) {
     y.emplace_back(o.y[i].inf, o.y[i].sup);
   }
   for (auto _ : state) {
-    for (int i = 0; i < kN; ++i) r[i] = W == Which::add ? x[i] + y[i] : x[i] * y[i];
+    for (int i = 0; i < kN; ++i)
+      r[i] = W == Which::add ? x[i] + y[i] : x[i] * y[i];
     benchmark::DoNotOptimize(r.data());
     benchmark::ClobberMemory();
   }
-  state.counters["ns_per_op"] =
-      benchmark::Counter(double(kN), benchmark::Counter::kIsIterationInvariantRate |
-                                         benchmark::Counter::kInvert);
+  state.counters["ns_per_op"] = benchmark::Counter(
+      double(kN), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
   state.SetLabel(state.range(0) ? "mixed" : "positive");
 }
 BENCHMARK(BM_Boost<Which::add>)->Arg(0)->Arg(1);

@@ -19,11 +19,12 @@
 
 namespace {
 
-
 using bench::System;
 using bench::system_of;
 
-double max_width(const std::vector<ruf_di> &x, int info) { return info != 0 ? -1 : bench::max_width(x); }
+double max_width(const std::vector<ruf_di> &x, int info) {
+  return info != 0 ? -1 : bench::max_width(x);
+}
 
 // Each returns the routine's info; x receives the enclosure.
 int gehss(const System &s, std::vector<ruf_di> &x) {

@@ -52,8 +52,7 @@ int main(void) {
   ruf_zr zz;
   ZR_ZR_MULT(&zz, &w, &w);
   printf("Complex rectangle w = [1,2] + [0,1]i\n");
-  printf("  %-28s  [%g, %g] + [%g, %g]i\n", "w * w:", zz.re.inf, zz.re.sup, zz.im.inf,
-         zz.im.sup);
+  printf("  %-28s  [%g, %g] + [%g, %g]i\n", "w * w:", zz.re.inf, zz.re.sup, zz.im.inf, zz.im.sup);
   printf("  %-28s  %.17g\n", "|w| bound (rounded up):", ZR_MAG(&w));
 
   /* Discs: <centre, radius>; the product's radius is rounded up. */

@@ -5,19 +5,23 @@ using ruf::Interval;
 
 // One set of extern "C" implementations per precision.
 #define RUF_ARITH_IMPL(p, r, T)                                                                    \
-  void ruf_interval_##p##_##p##_addi(Interval<T> *res, const Interval<T> *x, const Interval<T> *y) { \
+  void ruf_interval_##p##_##p##_addi(Interval<T> *res, const Interval<T> *x,                       \
+                                     const Interval<T> *y) {                                       \
     ruf::add<T>(res, &x->inf, &x->sup, &y->inf, &y->sup);                                          \
   }                                                                                                \
-  void ruf_interval_##p##_##p##_subt(Interval<T> *res, const Interval<T> *x, const Interval<T> *y) { \
+  void ruf_interval_##p##_##p##_subt(Interval<T> *res, const Interval<T> *x,                       \
+                                     const Interval<T> *y) {                                       \
     ruf::sub<T>(res, &x->inf, &x->sup, &y->inf, &y->sup);                                          \
   }                                                                                                \
-  void ruf_interval_##p##_##p##_mult(Interval<T> *res, const Interval<T> *x, const Interval<T> *y) { \
+  void ruf_interval_##p##_##p##_mult(Interval<T> *res, const Interval<T> *x,                       \
+                                     const Interval<T> *y) {                                       \
     ruf::mult<T>(res, x->inf, x->sup, y->inf, y->sup);                                             \
   }                                                                                                \
-  void ruf_interval_##p##_##p##_divi(Interval<T> *res, const Interval<T> *x, const Interval<T> *y) { \
+  void ruf_interval_##p##_##p##_divi(Interval<T> *res, const Interval<T> *x,                       \
+                                     const Interval<T> *y) {                                       \
     ruf::divi<T>(res, x->inf, x->sup, y->inf, y->sup);                                             \
   }                                                                                                \
-  void ruf_interval_##p##_##p##_ih(Interval<T> *res, const Interval<T> *x, const Interval<T> *y) {   \
+  void ruf_interval_##p##_##p##_ih(Interval<T> *res, const Interval<T> *x, const Interval<T> *y) { \
     const T lo = ruf::min_of(x->inf, y->inf), hi = ruf::max_of(x->sup, y->sup);                    \
     ruf::store(res, lo, hi);                                                                       \
   }                                                                                                \
@@ -56,7 +60,9 @@ using ruf::Interval;
   void ruf_interval_##p##_sqr(Interval<T> *res, const Interval<T> *x) {                            \
     ruf::sqr<T>(res, x->inf, x->sup);                                                              \
   }                                                                                                \
-  void ruf_interval_##p##_copy(Interval<T> *res, const Interval<T> *x) { *res = *x; }
+  void ruf_interval_##p##_copy(Interval<T> *res, const Interval<T> *x) {                           \
+    *res = *x;                                                                                     \
+  }
 
 RUF_ARITH_IMPL(si, sr, float)
 RUF_ARITH_IMPL(di, dr, double)

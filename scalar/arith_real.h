@@ -19,16 +19,30 @@
 
 namespace ruf {
 
-template <class T> [[gnu::always_inline]] inline T neg(T v) { return T(0) - v; }
+template <class T> [[gnu::always_inline]] inline T neg(T v) {
+  return T(0) - v;
+}
 
 // Lower bounds, rounded downward under the upward mode.
-template <class T> [[gnu::always_inline]] inline T lo_add(T p, T q) { return neg(neg(p) - q); }
-template <class T> [[gnu::always_inline]] inline T lo_sub(T p, T q) { return neg(neg(p) + q); }
-template <class T> [[gnu::always_inline]] inline T lo_mul(T p, T q) { return neg(neg(p) * q); }
-template <class T> [[gnu::always_inline]] inline T lo_div(T p, T q) { return neg(neg(p) / q); }
+template <class T> [[gnu::always_inline]] inline T lo_add(T p, T q) {
+  return neg(neg(p) - q);
+}
+template <class T> [[gnu::always_inline]] inline T lo_sub(T p, T q) {
+  return neg(neg(p) + q);
+}
+template <class T> [[gnu::always_inline]] inline T lo_mul(T p, T q) {
+  return neg(neg(p) * q);
+}
+template <class T> [[gnu::always_inline]] inline T lo_div(T p, T q) {
+  return neg(neg(p) / q);
+}
 
-template <class T> [[gnu::always_inline]] inline T min_of(T p, T q) { return p < q ? p : q; }
-template <class T> [[gnu::always_inline]] inline T max_of(T p, T q) { return p > q ? p : q; }
+template <class T> [[gnu::always_inline]] inline T min_of(T p, T q) {
+  return p < q ? p : q;
+}
+template <class T> [[gnu::always_inline]] inline T max_of(T p, T q) {
+  return p > q ? p : q;
+}
 
 template <class T> [[gnu::always_inline]] inline void store(Interval<T> *r, T lo, T hi) {
   r->inf = lo;
@@ -42,7 +56,8 @@ template <class T> [[gnu::always_inline]] inline void entire(Interval<T> *r) {
 // Addition and subtraction write the upper bound before they read the
 // operands of the lower bound, so a result that overlaps the second operand
 // changes what the lower bound sees. Callers keep the two apart.
-template <class T> inline void add(Interval<T> *r, const T *a1, const T *a2, const T *b1, const T *b2) {
+template <class T>
+inline void add(Interval<T> *r, const T *a1, const T *a2, const T *b1, const T *b2) {
   T p = *a2, q = *b2;
   RoundUp frame(p, q);
   T hi = p + q;
@@ -53,7 +68,8 @@ template <class T> inline void add(Interval<T> *r, const T *a1, const T *a2, con
   r->inf = lo;
 }
 
-template <class T> inline void sub(Interval<T> *r, const T *a1, const T *a2, const T *b1, const T *b2) {
+template <class T>
+inline void sub(Interval<T> *r, const T *a1, const T *a2, const T *b1, const T *b2) {
   T p = *a2, q = *b1;
   RoundUp frame(p, q);
   T hi = p - q;
@@ -204,4 +220,3 @@ template <class T> inline void sqr(Interval<T> *r, T a1, T a2) {
 }
 
 } // namespace ruf
-

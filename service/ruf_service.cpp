@@ -24,9 +24,13 @@ int read_configuration() {
 // Read once, when the library is loaded (before any thread of the program can
 // call in), so that the per-call queries are a plain load.
 int g_configured = kUnset;
-[[gnu::constructor]] void load_configuration() { g_configured = read_configuration(); }
+[[gnu::constructor]] void load_configuration() {
+  g_configured = read_configuration();
+}
 
-inline int configured_mode() { return g_configured; }
+inline int configured_mode() {
+  return g_configured;
+}
 
 using SetThreads = void (*)(int);
 using GetProcs = int (*)(void);
@@ -84,10 +88,14 @@ const char *direction_name() {
   unsigned csr;
   asm volatile("stmxcsr %0" : "=m"(csr)::"memory");
   switch (csr & kSseField) {
-  case 0x2000: return "negative";
-  case 0x4000: return "positive";
-  case 0x6000: return "tozero";
-  default: return "nearest";
+  case 0x2000:
+    return "negative";
+  case 0x4000:
+    return "positive";
+  case 0x6000:
+    return "tozero";
+  default:
+    return "nearest";
   }
 }
 
@@ -100,11 +108,19 @@ int ruf_cfg_file(int) {
   return 0;
 }
 
-int get_cfg_serial(void) { return configured_mode(); }
+int get_cfg_serial(void) {
+  return configured_mode();
+}
 
-void RUF_SET_SERIAL(void) { apply(kSerial); }
-void RUF_SET_PARALLEL(void) { apply(kParallel); }
-int ruf_serv_threading_mode(void) { return g_mode.load(std::memory_order_relaxed); }
+void RUF_SET_SERIAL(void) {
+  apply(kSerial);
+}
+void RUF_SET_PARALLEL(void) {
+  apply(kParallel);
+}
+int ruf_serv_threading_mode(void) {
+  return g_mode.load(std::memory_order_relaxed);
+}
 
 void *ruf_serv_allocate(int64_t bytes) {
   if (bytes < 0) return nullptr;
@@ -113,7 +129,9 @@ void *ruf_serv_allocate(int64_t bytes) {
   return std::aligned_alloc(64, size == 0 ? 64 : size);
 }
 
-void ruf_serv_deallocate(void *address) { std::free(address); }
+void ruf_serv_deallocate(void *address) {
+  std::free(address);
+}
 
 int for_cpstr(const char *a, int a_len, const char *b, int b_len, int op) {
   // Fortran comparison: the shorter string is padded with blanks.
@@ -132,12 +150,18 @@ int ieee_flags_(const char *action, const char *mode, const char *in, char *out,
   int rc = 0;
   const bool direction = word_is(mode, mode_len, "direction");
   if (word_is(action, action_len, "set") && direction) {
-    if (word_is(in, in_len, "nearest")) set_direction(0x0000, 0x0000);
-    else if (word_is(in, in_len, "negative")) set_direction(0x0400, 0x2000);
-    else if (word_is(in, in_len, "positive")) set_direction(0x0800, 0x4000);
-    else if (word_is(in, in_len, "tozero")) set_direction(0x0C00, 0x6000);
-    else rc = 1;
-  } else if (word_is(action, action_len, "clear") && (direction || word_is(mode, mode_len, "all"))) {
+    if (word_is(in, in_len, "nearest"))
+      set_direction(0x0000, 0x0000);
+    else if (word_is(in, in_len, "negative"))
+      set_direction(0x0400, 0x2000);
+    else if (word_is(in, in_len, "positive"))
+      set_direction(0x0800, 0x4000);
+    else if (word_is(in, in_len, "tozero"))
+      set_direction(0x0C00, 0x6000);
+    else
+      rc = 1;
+  } else if (word_is(action, action_len, "clear") &&
+             (direction || word_is(mode, mode_len, "all"))) {
     set_direction(0x0000, 0x0000);
   } else if (!(word_is(action, action_len, "get") && direction)) {
     rc = 1;
@@ -145,7 +169,8 @@ int ieee_flags_(const char *action, const char *mode, const char *in, char *out,
   if (out != nullptr && out_len > 0) {
     const char *name = direction_name();
     const int n = static_cast<int>(std::strlen(name));
-    for (int i = 0; i < out_len; ++i) out[i] = i < n ? name[i] : ' ';
+    for (int i = 0; i < out_len; ++i)
+      out[i] = i < n ? name[i] : ' ';
   }
   return rc;
 }

@@ -26,8 +26,12 @@ int get_cfg_serial(void) {
   g_answers.pop_front();
   return a;
 }
-void RUF_SET_SERIAL(void) { g_log.push_back("serial"); }
-void RUF_SET_PARALLEL(void) { g_log.push_back("parallel"); }
+void RUF_SET_SERIAL(void) {
+  g_log.push_back("serial");
+}
+void RUF_SET_PARALLEL(void) {
+  g_log.push_back("parallel");
+}
 }
 
 namespace {
@@ -92,7 +96,8 @@ TEST_F(Prologue, EverySpellingGivesTheDirectResult) {
     EXPECT_EQ(got.sup, want.sup);
   }
   const ruf_si xs{-0.1f, -0.05f};
-  for (auto f : {S_MAG, S_MAG_, s_mag, s_mag_}) EXPECT_EQ(f(&xs), ruf_interval_s_mag(&xs));
+  for (auto f : {S_MAG, S_MAG_, s_mag, s_mag_})
+    EXPECT_EQ(f(&xs), ruf_interval_s_mag(&xs));
   EXPECT_EQ(g_log.size(), 8u * 3u);
 }
 

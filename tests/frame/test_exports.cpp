@@ -27,7 +27,9 @@ const std::vector<Names> &table() {
   return t;
 }
 
-void *find(const std::string &name) { return dlsym(RTLD_DEFAULT, name.c_str()); }
+void *find(const std::string &name) {
+  return dlsym(RTLD_DEFAULT, name.c_str());
+}
 
 TEST(Exports, EveryRoutineHasFiveSpellingsAndOneWrapperEntry) {
   ASSERT_FALSE(table().empty());
@@ -49,7 +51,8 @@ TEST(Exports, NamesAreUniqueAndSpelledConsistently) {
   for (const Names &n : table()) {
     EXPECT_TRUE(seen.insert(n.upper).second) << "listed twice: " << n.upper;
     std::string lowered = n.upper;
-    for (char &c : lowered) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    for (char &c : lowered)
+      c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     EXPECT_EQ(lowered, n.lower);
   }
 }

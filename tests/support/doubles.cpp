@@ -12,14 +12,22 @@ int g_count = 0;
 int g_live = 0;
 } // namespace
 
-std::vector<XerblaCall> &xerbla_calls() { return g_calls; }
-void reset_xerbla() { g_calls.clear(); }
+std::vector<XerblaCall> &xerbla_calls() {
+  return g_calls;
+}
+void reset_xerbla() {
+  g_calls.clear();
+}
 void arm_allocation_failure(int k) {
   g_fail_at = k;
   g_count = 0;
 }
-int allocation_count() { return g_count; }
-int live_allocations() { return g_live; }
+int allocation_count() {
+  return g_count;
+}
+int live_allocations() {
+  return g_live;
+}
 
 } // namespace ruf_test
 

@@ -272,7 +272,9 @@ extern "C" void xerbla_(const char *, const int *, int) {}
 // Some error returns of the library keep their workspace on purpose (info 1
 // of DIGEGAS, for one); in a sanitized build the leak checker would turn each
 // of them into a failing exit status.
-extern "C" const char *__lsan_default_options() { return "detect_leaks=0"; }
+extern "C" const char *__lsan_default_options() {
+  return "detect_leaks=0";
+}
 
 int main(int argc, char **argv) {
   try {
