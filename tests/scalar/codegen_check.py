@@ -42,6 +42,9 @@ def functions(lib):
 
 INSN = re.compile(r'^\s*([0-9a-f]+):\s+(\S+)\s*(.*)$')
 BEFORE, INSIDE, AFTER = 0, 1, 2
+# Calls that never return (sanitizer reports in an instrumented build): the
+# code after them belongs to another path.
+NORETURN = re.compile(r'<(__asan_report|__ubsan_handle\w*_abort|__stack_chk_fail|abort)')
 
 
 def faults(body):
@@ -66,7 +69,7 @@ def faults(body):
             state += 1
         elif ARITH.search(' ' + op + ' ') and state != INSIDE:
             found.append(('before the switch: ' if state == BEFORE else 'after the restore: ') + text)
-        if op.startswith('ret'):
+        if op.startswith('ret') or (op.startswith('call') and NORETURN.search(args)):
             continue
         target = re.match(r'([0-9a-f]+) <', args)
         dest = index.get(int(target.group(1), 16)) if target else None
