@@ -31,30 +31,16 @@ template <> struct PointOf<ruf_di> { using type = double; };
 
 // What kind of value an interval type is, and the point type of its numbers.
 enum class Shape { interval, rect, disc };
+template <class P, Shape S> struct TargetOf {
+  using T = P;
+  static constexpr Shape shape = S;
+};
 template <class X> struct Target;
-template <> struct Target<ruf_si> {
-  using T = float;
-  static constexpr Shape shape = Shape::interval;
-};
-template <> struct Target<ruf_di> {
-  using T = double;
-  static constexpr Shape shape = Shape::interval;
-};
-template <> struct Target<ruf_cr> {
-  using T = float;
-  static constexpr Shape shape = Shape::rect;
-};
-template <> struct Target<ruf_zr> {
-  using T = double;
-  static constexpr Shape shape = Shape::rect;
-};
-template <> struct Target<ruf_cc> {
-  using T = float;
-  static constexpr Shape shape = Shape::disc;
-};
-template <> struct Target<ruf_zc> {
-  using T = double;
-  static constexpr Shape shape = Shape::disc;
-};
+template <> struct Target<ruf_si> : TargetOf<float, Shape::interval> {};
+template <> struct Target<ruf_di> : TargetOf<double, Shape::interval> {};
+template <> struct Target<ruf_cr> : TargetOf<float, Shape::rect> {};
+template <> struct Target<ruf_zr> : TargetOf<double, Shape::rect> {};
+template <> struct Target<ruf_cc> : TargetOf<float, Shape::disc> {};
+template <> struct Target<ruf_zc> : TargetOf<double, Shape::disc> {};
 
 } // namespace ruf
