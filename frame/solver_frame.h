@@ -1,7 +1,7 @@
 // The frame every solver follows, and the element kernels the direct and
 // iterative solvers share.
 //
-//   void ruf_interval_xxgexxx(...) {
+//   template <class M, class... Lengths> void xxgexxx(..., Lengths...) {
 //     frame::Check c{info};                      // info := 0
 //     c.option(trans, "NnTtCc", 1).order(*n, 2).order(*nrhs, 3).lead(*lda, *n, 5);
 //     if (c.failed()) return c.report(M::name);  // xerbla_(name, &k, 7)
@@ -35,6 +35,31 @@ struct Name {
   template <std::size_t N>
   consteval Name(const char (&s)[N]) : text(s), length(static_cast<int>(N - 1)) {}
 };
+
+// A member's traits under the name of one row of the routine table.
+template <class Member, class Row> struct Named : Member {
+  static constexpr Name name = Row::name;
+};
+
+// Implements one row of the routine table: ruf_interval_<lower> takes the
+// row's parameters and hands its arguments, the hidden option lengths
+// included, to body<Traits named after the row>. A solver source implements
+// its method's rows with
+//
+//   #define RUF_SOLVER_ROUTINE(P, UPPER, lower, ret, params, args) (one line:)
+//     RUF_IMPLEMENT(UPPER, lower, ret, params, args, ruf::solver::gegas, ruf::solver::P)
+//   RUF_REAL_MEMBERS(RUF_ROWS_GEGAS)
+//
+// so that its signatures and the name it reports come from the table alone.
+#define RUF_IMPLEMENT(UPPER, lower, ret, params, args, body, Traits)                               \
+  namespace {                                                                                      \
+  struct UPPER##_row {                                                                             \
+    static constexpr ::ruf::frame::Name name = #UPPER;                                             \
+  };                                                                                               \
+  }                                                                                                \
+  ret ruf_interval_##lower params {                                                                \
+    return body<::ruf::frame::Named<Traits, UPPER##_row>> args;                                    \
+  }
 
 // True when the option's first character is one of the letters. Only one
 // character of the option is compared, whatever its hidden length.
@@ -140,6 +165,12 @@ inline void ieee_rounding(IeeeRounding r) {
   }
 }
 
+// m := the larger of m and v, where a NaN, once met, stays: a NaN norm or
+// change must not pass for a small one.
+template <class T> void raise_to(T &m, T v) {
+  if (!(m != m) && !(v <= m)) m = v;
+}
+
 // Element kernels. M is a member's traits (elem, copy, mult, subt, divi);
 // every element write goes through the member's operations. They sit in the
 // innermost loops, where each elementary call costs two rounding-mode
@@ -190,10 +221,26 @@ template <class M, class Mat> void mirror_lower(const Mat &w, int n) {
     }
 }
 
-// W(i,i) := value for every i.
-template <class M, class Mat> void set_diagonal(const Mat &w, int n, const typename M::elem &v) {
+// The work copy of a general or triangular solver: W := A; the transposed
+// requests "T" and "C" mirror A's lower triangle (above); "C" then passes
+// every element through the member's conjugation, the element being its own
+// result (the real members have nothing to conjugate).
+template <class M, class Dst, class Src>
+void prepare(const Dst &w, const Src &a, int n, const char *trans) {
+  copy_square<M>(w, a, n);
+  if (option_is(trans, "TtCc")) mirror_lower<M>(w, n);
+  if constexpr (M::conjugates) {
+    if (option_is(trans, "Cc"))
+      for (int j = 1; j <= n; ++j)
+        for (int i = 1; i <= n; ++i)
+          M::conj(&w(i, j), &w(i, j));
+  }
+}
+
+// W(i,i) := the member's point 1 for every i.
+template <class M, class Mat> void unit_diagonal(const Mat &w, int n) {
   for (int i = 1; i <= n; ++i)
-    M::copy(&w(i, i), &v);
+    M::unit(&w(i, i));
 }
 
 // Solves the triangle of W selected by `lower` for the right-hand side

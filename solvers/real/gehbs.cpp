@@ -7,16 +7,16 @@
 
 #include "solvers/real/real_traits.h"
 
-namespace ruf::real {
+namespace ruf::solver {
 namespace {
 
 template <class R> struct Gehbs;
-template <> struct Gehbs<DI> : DI { static constexpr frame::Name name = "DIGEHBS"; };
-template <> struct Gehbs<SI> : SI { static constexpr frame::Name name = "SIGEHBS"; };
+template <> struct Gehbs<DI> : DI {};
+template <> struct Gehbs<SI> : SI {};
 
-template <class M>
+template <class M, class... Lengths>
 void gehbs(const char *trans, const int *n_, const typename M::elem *a_, const int *lda,
-           typename M::elem *b, const int *ldb, int *info) {
+           typename M::elem *b, const int *ldb, int *info, Lengths...) {
   using E = typename M::elem;
   using T = typename M::real;
   using frame::IeeeRounding;
@@ -139,16 +139,9 @@ void gehbs(const char *trans, const int *n_, const typename M::elem *a_, const i
 }
 
 } // namespace
-} // namespace ruf::real
+} // namespace ruf::solver
 
-using ruf::real::DI;
-using ruf::real::Gehbs;
-using ruf::real::SI;
-
-#define RUF_GEHBS_ENTRY(p, M)                                                                      \
-  void ruf_interval_##p##gehbs(const char *trans, const int *n, const M::elem *a, const int *lda,  \
-                               M::elem *b, const int *ldb, int *info, ruf_strlen) {                \
-    ruf::real::gehbs<M>(trans, n, a, lda, b, ldb, info);                                           \
-  }
-RUF_GEHBS_ENTRY(di, Gehbs<DI>)
-RUF_GEHBS_ENTRY(si, Gehbs<SI>)
+#define RUF_SOLVER_ROUTINE(P, UPPER, lower, ret, params, args)                                     \
+  RUF_IMPLEMENT(UPPER, lower, ret, params, args, ruf::solver::gehbs,                               \
+                ruf::solver::Gehbs<ruf::solver::P>)
+RUF_REAL_MEMBERS(RUF_ROWS_GEHBS)

@@ -5,7 +5,7 @@
 
 #include "solvers/real/real_traits.h"
 
-namespace ruf::real {
+namespace ruf::solver {
 namespace {
 
 // What the back substitution reads for the components already solved.
@@ -19,12 +19,10 @@ enum class BackSubstitution {
 
 template <class R> struct Gehss;
 template <> struct Gehss<DI> : DI {
-  static constexpr frame::Name name = "DIGEHSS";
   static constexpr double (*root)(double) = &::sqrt;
   static constexpr BackSubstitution back = BackSubstitution::transformed_rhs;
 };
 template <> struct Gehss<SI> : SI {
-  static constexpr frame::Name name = "SIGEHSS";
   static constexpr float (*root)(float) = &::sqrtf;
   static constexpr BackSubstitution back = BackSubstitution::solved_components;
 };
@@ -53,7 +51,7 @@ template <class M, class Col, class Mat, class Vec>
 void reflect(const Col &col, const Mat &h, const Vec &v, int k, int n) {
   typename M::elem p;
   for (int i = k; i <= n; ++i) {
-    M::copy(&v(i), &M::zero);
+    M::copy(&v(i), &M::izero);
     for (int l = k; l <= n; ++l) {
       M::mult(&p, &h(i, l), &col(l));
       accumulate<M>(v(i), p);
@@ -63,9 +61,9 @@ void reflect(const Col &col, const Mat &h, const Vec &v, int k, int n) {
     M::copy(&col(i), &v(i));
 }
 
-template <class M>
+template <class M, class... Lengths>
 void gehss(const char *trans, const int *n_, const int *nrhs_, const typename M::elem *a_,
-           const int *lda, typename M::elem *b_, const int *ldb, int *info) {
+           const int *lda, typename M::elem *b_, const int *ldb, int *info, Lengths...) {
   using E = typename M::elem;
   using T = typename M::real;
   frame::Check c{info};
@@ -94,7 +92,7 @@ void gehss(const char *trans, const int *n_, const int *nrhs_, const typename M:
   const float minus_two = -2.0f;
   const T zero = T(0);
   for (int k = 1; k < n; ++k) {
-    M::copy(&s, &M::zero);
+    M::copy(&s, &M::izero);
     for (int i = k; i <= n; ++i) {
       M::sqr(&p, &w(i, k));
       accumulate<M>(s, p);
@@ -112,14 +110,14 @@ void gehss(const char *trans, const int *n_, const int *nrhs_, const typename M:
     for (int i = 1; i <= n; ++i)
       M::copy(&v(i), &w(i, k));
     for (int i = 1; i < k; ++i)
-      M::copy(&v(i), &M::zero);
+      M::copy(&v(i), &M::izero);
     const T sign = sign_of_mid<M>(w(k, k));
     M::r_i_mult(&p, &sign, &sigma);
     accumulate<M>(v(k), p);
 
     for (int i = k; i <= n; ++i)
       M::sqr(&u(i), &v(i));
-    M::copy(&t, &M::zero);
+    M::copy(&t, &M::izero);
     for (int i = k; i <= n; ++i)
       accumulate<M>(t, u(i));
 
@@ -133,12 +131,12 @@ void gehss(const char *trans, const int *n_, const int *nrhs_, const typename M:
       }
       // v(i) enters only through its sign and the ratios u(j)/u(i), which
       // keeps the quotient narrow: v(i)/|v| = sign / sqrt(1 + sum u(j)/u(i)).
-      M::copy(&q, &M::zero);
+      M::copy(&q, &M::izero);
       for (int j = k; j <= n; ++j)
         if (j != i) accumulate<M>(q, u(j));
       const T si = sign_of_mid<M>(v(i));
       M::divi(&p, &q, &u(i));
-      M::addi(&r, &M::unit, &p);
+      M::addi(&r, &M::iunit, &p);
       const E rho = root_interval<M>(r);
       M::r_i_divi(&x(i), &si, &rho);
     }
@@ -155,7 +153,7 @@ void gehss(const char *trans, const int *n_, const int *nrhs_, const typename M:
         } else {
           M::sqr(&q, &x(i));
           M::r_i_mult(&p, &two, &q);
-          M::subt(&h(i, i), &M::unit, &p);
+          M::subt(&h(i, i), &M::iunit, &p);
         }
       }
 
@@ -186,17 +184,9 @@ void gehss(const char *trans, const int *n_, const int *nrhs_, const typename M:
 }
 
 } // namespace
-} // namespace ruf::real
+} // namespace ruf::solver
 
-using ruf::real::DI;
-using ruf::real::Gehss;
-using ruf::real::SI;
-
-#define RUF_GEHSS_ENTRY(p, M)                                                                      \
-  void ruf_interval_##p##gehss(const char *trans, const int *n, const int *nrhs, const M::elem *a, \
-                               const int *lda, M::elem *b, const int *ldb, int *info,              \
-                               ruf_strlen) {                                                       \
-    ruf::real::gehss<M>(trans, n, nrhs, a, lda, b, ldb, info);                                     \
-  }
-RUF_GEHSS_ENTRY(di, Gehss<DI>)
-RUF_GEHSS_ENTRY(si, Gehss<SI>)
+#define RUF_SOLVER_ROUTINE(P, UPPER, lower, ret, params, args)                                     \
+  RUF_IMPLEMENT(UPPER, lower, ret, params, args, ruf::solver::gehss,                               \
+                ruf::solver::Gehss<ruf::solver::P>)
+RUF_REAL_MEMBERS(RUF_ROWS_GEHSS)

@@ -6,7 +6,7 @@
 
 #include "solvers/real/real_traits.h"
 
-namespace ruf::real {
+namespace ruf::solver {
 namespace {
 
 // Elements move as plain values in this method: no copy operation is called.
@@ -22,13 +22,11 @@ template <class Base> struct KrawczykMember : Base {
 // but is part of its workspace.
 template <class R> struct Gekws;
 template <> struct Gekws<DI> : KrawczykMember<DI> {
-  static constexpr frame::Name name = "DIGEKWS";
   static constexpr int real_matrices = 2;
-  static void start_unit(ruf_di *r) { *r = unit; }
-  static void start_zero(ruf_di *r) { *r = zero; }
+  static void start_unit(ruf_di *r) { *r = iunit; }
+  static void start_zero(ruf_di *r) { *r = izero; }
 };
 template <> struct Gekws<SI> : KrawczykMember<SI> {
-  static constexpr frame::Name name = "SIGEKWS";
   static constexpr int real_matrices = 3;
   static void start_unit(ruf_si *r) {
     static const float one = 1.0f;
@@ -40,13 +38,7 @@ template <> struct Gekws<SI> : KrawczykMember<SI> {
   }
 };
 
-// The larger of m and v, where a NaN, once met, stays: a NaN norm must not
-// pass for a small one.
-template <class T> void raise_to(T &m, T v) {
-  if (!std::isnan(m) && !(v <= m)) m = v;
-}
-
-template <class M> using PointMatrix = ws::Matrix<typename M::real_work>;
+template <class M> using PointMatrix = ws::Matrix<typename M::point_work>;
 
 // R := mid(A)^-1 through getrf and getri on a private copy of Am. On success
 // info is 0 and the copy's work arrays are released. A failed allocation sets
@@ -61,7 +53,7 @@ void rminversion(int n, int *info, const PointMatrix<M> &am, const PointMatrix<M
   frame::Allocation get{info, M::name};
   ws::Vector<typename M::pivot_work> pivots;
   PointMatrix<M> copy;
-  ws::Vector<typename M::real_work> work;
+  ws::Vector<typename M::point_work> work;
   if (!get(pivots, n) || !get(copy, n, n) || !get(work, lwork)) return;
   const std::size_t count = static_cast<std::size_t>(n) * static_cast<std::size_t>(n);
   for (std::size_t k = 0; k < count; ++k)
@@ -78,10 +70,10 @@ void rminversion(int n, int *info, const PointMatrix<M> &am, const PointMatrix<M
   ws::release(pivots, copy, work);
 }
 
-template <class M>
+template <class M, class... Lengths>
 void gekws(const char *trans, const int *n_, const int *nrhs_, const typename M::elem *a_,
            const int *lda, typename M::elem *b_, const int *ldb, const typename M::real *eps,
-           int *info) {
+           int *info, Lengths...) {
   using E = typename M::elem;
   using T = typename M::real;
   frame::Check c{info};
@@ -149,7 +141,7 @@ void gekws(const char *trans, const int *n_, const int *nrhs_, const typename M:
     T s = T(0);
     for (int j = 1; j <= n; ++j)
       s += M::mag(&cv(i, j));
-    raise_to(beta, s);
+    frame::raise_to(beta, s);
   }
   // Not a contraction: nothing is verified. B is untouched and the workspace
   // stays allocated; intended, callers act on info = 1 alone.
@@ -163,7 +155,7 @@ void gekws(const char *trans, const int *n_, const int *nrhs_, const typename M:
   for (int col = 1; col <= nrhs; ++col) {
     T alpha = T(0);
     for (int i = 1; i <= n; ++i)
-      raise_to(alpha, M::mag(&zv(i, col)));
+      frame::raise_to(alpha, M::mag(&zv(i, col)));
     const T rad = alpha / (T(1) - beta);
     const T lo = T(0) - rad; // a zero radius gives [+0, +0]
     for (int i = 1; i <= n; ++i)
@@ -198,17 +190,9 @@ void gekws(const char *trans, const int *n_, const int *nrhs_, const typename M:
 }
 
 } // namespace
-} // namespace ruf::real
+} // namespace ruf::solver
 
-using ruf::real::DI;
-using ruf::real::Gekws;
-using ruf::real::SI;
-
-#define RUF_GEKWS_ENTRY(p, M)                                                                      \
-  void ruf_interval_##p##gekws(const char *trans, const int *n, const int *nrhs, const M::elem *a, \
-                               const int *lda, M::elem *b, const int *ldb, const M::real *eps,     \
-                               int *info, ruf_strlen) {                                            \
-    ruf::real::gekws<M>(trans, n, nrhs, a, lda, b, ldb, eps, info);                                \
-  }
-RUF_GEKWS_ENTRY(di, Gekws<DI>)
-RUF_GEKWS_ENTRY(si, Gekws<SI>)
+#define RUF_SOLVER_ROUTINE(P, UPPER, lower, ret, params, args)                                     \
+  RUF_IMPLEMENT(UPPER, lower, ret, params, args, ruf::solver::gekws,                               \
+                ruf::solver::Gekws<ruf::solver::P>)
+RUF_REAL_MEMBERS(RUF_ROWS_GEKWS)

@@ -2,7 +2,7 @@
 // point arithmetic, then A := R·A and B := R·B, both products enclosed.
 #include "solvers/real/real_traits.h"
 
-namespace ruf::real {
+namespace ruf::solver {
 namespace {
 
 // The members differ in when the work vector of getri is obtained: the double
@@ -10,14 +10,8 @@ namespace {
 // only after a successful one. Callers see the difference in which
 // allocations a failed factorisation leaves behind, so it is kept.
 template <class R> struct Gemip;
-template <> struct Gemip<DI> : DI {
-  static constexpr frame::Name name = "DIGEMIP";
-  static constexpr bool work_before_factoring = true;
-};
-template <> struct Gemip<SI> : SI {
-  static constexpr frame::Name name = "SIGEMIP";
-  static constexpr bool work_before_factoring = false;
-};
+template <> struct Gemip<DI> : DI { static constexpr bool work_before_factoring = true; };
+template <> struct Gemip<SI> : SI { static constexpr bool work_before_factoring = false; };
 
 // d(i, j) := sum over k ascending of r(i, k)·x(k, j), from IZERO.
 template <class M, class Dst, class Pt, class Src>
@@ -26,7 +20,7 @@ void point_times_interval(const Dst &d, const Pt &r, const Src &x, int n, int co
   for (int j = 1; j <= cols; ++j)
     for (int i = 1; i <= n; ++i) {
       typename M::elem &s = d(i, j);
-      M::copy(&s, &M::zero);
+      M::zero(&s);
       for (int k = 1; k <= n; ++k) {
         M::r_i_mult(&p, &r(i, k), &x(k, j));
         M::addi(&s, &s, &p); // the sum may be its own first operand
@@ -46,7 +40,7 @@ void gemip(const int *n_, const int *nrhs_, typename M::elem *a_, const int *lda
   if (n == 0 || nrhs == 0) return;
 
   frame::Allocation get{info, M::name};
-  ws::Matrix<typename M::real_work> am;
+  ws::Matrix<typename M::point_work> am;
   ws::Matrix<typename M::work> p, q;
   if (!get(am, n, n) || !get(p, n, n) || !get(q, n, nrhs)) return;
 
@@ -57,7 +51,7 @@ void gemip(const int *n_, const int *nrhs_, typename M::elem *a_, const int *lda
       r(i, j) = M::mid(&a(i, j));
 
   const int lwork = M::lwork_per_order * n;
-  ws::Vector<typename M::real_work> work;
+  ws::Vector<typename M::point_work> work;
   ws::Vector<typename M::pivot_work> pivots;
   if constexpr (M::work_before_factoring) {
     if (!get(work, lwork)) return;
@@ -94,16 +88,9 @@ void gemip(const int *n_, const int *nrhs_, typename M::elem *a_, const int *lda
 }
 
 } // namespace
-} // namespace ruf::real
+} // namespace ruf::solver
 
-using ruf::real::DI;
-using ruf::real::Gemip;
-using ruf::real::SI;
-
-#define RUF_GEMIP_ENTRY(p, M)                                                                      \
-  void ruf_interval_##p##gemip(const int *n, const int *nrhs, M::elem *a, const int *lda,          \
-                               M::elem *b, const int *ldb, int *info) {                            \
-    ruf::real::gemip<M>(n, nrhs, a, lda, b, ldb, info);                                            \
-  }
-RUF_GEMIP_ENTRY(di, Gemip<DI>)
-RUF_GEMIP_ENTRY(si, Gemip<SI>)
+#define RUF_SOLVER_ROUTINE(P, UPPER, lower, ret, params, args)                                     \
+  RUF_IMPLEMENT(UPPER, lower, ret, params, args, ruf::solver::gemip,                               \
+                ruf::solver::Gemip<ruf::solver::P>)
+RUF_REAL_MEMBERS(RUF_ROWS_GEMIP)

@@ -9,12 +9,12 @@
 
 #include "solvers/real/real_traits.h"
 
-namespace ruf::real {
+namespace ruf::solver {
 namespace {
 
 template <class R> struct Gerbr;
-template <> struct Gerbr<DI> : DI { static constexpr frame::Name name = "DIGERBR"; };
-template <> struct Gerbr<SI> : SI { static constexpr frame::Name name = "SIGERBR"; };
+template <> struct Gerbr<DI> : DI {};
+template <> struct Gerbr<SI> : SI {};
 
 template <class M>
 void gerbr(const int *n_, const typename M::elem *a_, const int *lda, typename M::real *radius,
@@ -121,16 +121,9 @@ void gerbr(const int *n_, const typename M::elem *a_, const int *lda, typename M
 }
 
 } // namespace
-} // namespace ruf::real
+} // namespace ruf::solver
 
-using ruf::real::DI;
-using ruf::real::Gerbr;
-using ruf::real::SI;
-
-#define RUF_GERBR_ENTRY(p, M)                                                                      \
-  void ruf_interval_##p##gerbr(const int *n, const M::elem *a, const int *lda, M::real *r,         \
-                               int *flag, int *info) {                                             \
-    ruf::real::gerbr<M>(n, a, lda, r, flag, info);                                                 \
-  }
-RUF_GERBR_ENTRY(di, Gerbr<DI>)
-RUF_GERBR_ENTRY(si, Gerbr<SI>)
+#define RUF_SOLVER_ROUTINE(P, UPPER, lower, ret, params, args)                                     \
+  RUF_IMPLEMENT(UPPER, lower, ret, params, args, ruf::solver::gerbr,                               \
+                ruf::solver::Gerbr<ruf::solver::P>)
+RUF_REAL_MEMBERS(RUF_ROWS_GERBR)

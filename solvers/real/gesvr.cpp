@@ -4,12 +4,12 @@
 // guaranteed bounds. Both singular-value ranges are returned as intervals.
 #include "solvers/real/real_traits.h"
 
-namespace ruf::real {
+namespace ruf::solver {
 namespace {
 
 template <class R> struct Gesvr;
-template <> struct Gesvr<DI> : DI { static constexpr frame::Name name = "DIGESVR"; };
-template <> struct Gesvr<SI> : SI { static constexpr frame::Name name = "SIGESVR"; };
+template <> struct Gesvr<DI> : DI {};
+template <> struct Gesvr<SI> : SI {};
 
 template <class M>
 void gesvr(const int *n_, const typename M::elem *a_, const int *lda, typename M::elem *sa,
@@ -70,16 +70,9 @@ void gesvr(const int *n_, const typename M::elem *a_, const int *lda, typename M
 }
 
 } // namespace
-} // namespace ruf::real
+} // namespace ruf::solver
 
-using ruf::real::DI;
-using ruf::real::Gesvr;
-using ruf::real::SI;
-
-#define RUF_GESVR_ENTRY(p, M)                                                                      \
-  void ruf_interval_##p##gesvr(const int *n, const M::elem *a, const int *lda, M::elem *sa,        \
-                               M::elem *sd, int *flag, int *info) {                                \
-    ruf::real::gesvr<M>(n, a, lda, sa, sd, flag, info);                                            \
-  }
-RUF_GESVR_ENTRY(di, Gesvr<DI>)
-RUF_GESVR_ENTRY(si, Gesvr<SI>)
+#define RUF_SOLVER_ROUTINE(P, UPPER, lower, ret, params, args)                                     \
+  RUF_IMPLEMENT(UPPER, lower, ret, params, args, ruf::solver::gesvr,                               \
+                ruf::solver::Gesvr<ruf::solver::P>)
+RUF_REAL_MEMBERS(RUF_ROWS_GESVR)

@@ -2,18 +2,12 @@
 // matrix, started from the scaled transpose; the result overwrites A.
 #include "solvers/real/real_traits.h"
 
-namespace ruf::real {
+namespace ruf::solver {
 namespace {
 
 template <class R> struct Geszi;
-template <> struct Geszi<DI> : DI {
-  static constexpr frame::Name name = "DIGESZI";
-  static constexpr double tolerance = 1e-10;
-};
-template <> struct Geszi<SI> : SI {
-  static constexpr frame::Name name = "SIGESZI";
-  static constexpr float tolerance = 1e-6f;
-};
+template <> struct Geszi<DI> : DI { static constexpr double tolerance = 1e-10; };
+template <> struct Geszi<SI> : SI { static constexpr float tolerance = 1e-6f; };
 
 // The larger of m and v; a NaN v leaves m.
 template <class T> T larger(T m, T v) {
@@ -108,15 +102,9 @@ template <class M> void geszi(const int *n_, typename M::elem *a_, const int *ld
 }
 
 } // namespace
-} // namespace ruf::real
+} // namespace ruf::solver
 
-using ruf::real::DI;
-using ruf::real::Geszi;
-using ruf::real::SI;
-
-#define RUF_GESZI_ENTRY(p, M)                                                                      \
-  void ruf_interval_##p##geszi(const int *n, M::elem *a, const int *lda, int *info) {              \
-    ruf::real::geszi<M>(n, a, lda, info);                                                          \
-  }
-RUF_GESZI_ENTRY(di, Geszi<DI>)
-RUF_GESZI_ENTRY(si, Geszi<SI>)
+#define RUF_SOLVER_ROUTINE(P, UPPER, lower, ret, params, args)                                     \
+  RUF_IMPLEMENT(UPPER, lower, ret, params, args, ruf::solver::geszi,                               \
+                ruf::solver::Geszi<ruf::solver::P>)
+RUF_REAL_MEMBERS(RUF_ROWS_GESZI)

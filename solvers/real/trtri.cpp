@@ -1,72 +1,18 @@
-// Interval triangular inverse: T·X = I solved column by column by
-// substitution, the whole n x n result written over A.
+// Interval triangular inverse, SI and DI members.
 #include "solvers/real/real_traits.h"
+#include "solvers/trtri.h"
 
-namespace ruf::real {
-namespace {
-
-template <class R> struct Trtri;
-// An allocation failure is reported under the general inverse's name. That is
-// intended and kept: callers match their error handling on it.
-template <> struct Trtri<DI> : DI {
-  static constexpr frame::Name name = "DITRTRI", allocation_name = "DIGETRI";
+namespace ruf::solver {
+// An allocation failure is reported under the general inverse's name. That
+// is intended and kept: callers match their error handling on it.
+struct DITrtri : DI {
+  static constexpr frame::Name allocation_name = "DIGETRI";
 };
-template <> struct Trtri<SI> : SI {
-  static constexpr frame::Name name = "SITRTRI", allocation_name = "SIGETRI";
+struct SITrtri : SI {
+  static constexpr frame::Name allocation_name = "SIGETRI";
 };
+} // namespace ruf::solver
 
-template <class M>
-void trtri(const char *uplo, const char *diag, const int *n_, typename M::elem *a_, const int *lda,
-           int *info) {
-  using E = typename M::elem;
-  frame::Check c{info};
-  c.option(uplo, "UuLl", 1).option(diag, "NnUu", 2).order(*n_, 3).lead(*lda, *n_, 5);
-  if (c.failed()) return c.report(M::name);
-  const int n = *n_;
-  if (n == 0) return;
-
-  frame::Allocation get{info, M::allocation_name};
-  ws::Matrix<typename M::work> w;
-  ws::Vector<typename M::work> x;
-  ws::Matrix<typename M::work> e;
-  if (!get(w, n, n) || !get(x, n) || !get(e, n, n)) return;
-
-  // Contiguous work arrays, indexed through plain views that the compiler
-  // keeps in registers across the elementary calls.
-  const ws::View<E> wv{w.data(), n}, ev{e.data(), n};
-  E *const xp = x.data();
-  const auto xv = [xp](int i) -> E & { return xp[i - 1]; };
-  const ws::View<E> a{a_, *lda};
-  frame::copy_square<M>(wv, a, n);
-  if (frame::option_is(diag, "Uu")) frame::set_diagonal<M>(wv, n, M::unit);
-  for (int j = 1; j <= n; ++j)
-    for (int i = 1; i <= n; ++i)
-      M::copy(&ev(i, j), &M::zero);
-  frame::set_diagonal<M>(ev, n, M::unit);
-
-  const bool lower = frame::option_is(uplo, "Ll");
-  for (int col = 1; col <= n; ++col) {
-    frame::substitute<M>(
-        lower, wv, n, [&](int i) -> const E & { return ev(i, col); }, xv);
-    // The whole column is written, so the opposite triangle receives the
-    // quotients computed for it rather than keeping A's values: intended.
-    for (int i = 1; i <= n; ++i)
-      M::copy(&a(i, col), &xv(i));
-  }
-  ws::release(w, x, e);
-}
-
-} // namespace
-} // namespace ruf::real
-
-using ruf::real::DI;
-using ruf::real::SI;
-using ruf::real::Trtri;
-
-#define RUF_TRTRI_ENTRY(p, M)                                                                      \
-  void ruf_interval_##p##trtri(const char *uplo, const char *diag, const int *n, M::elem *a,       \
-                               const int *lda, int *info, ruf_strlen, ruf_strlen) {                \
-    ruf::real::trtri<M>(uplo, diag, n, a, lda, info);                                              \
-  }
-RUF_TRTRI_ENTRY(di, Trtri<DI>)
-RUF_TRTRI_ENTRY(si, Trtri<SI>)
+#define RUF_SOLVER_ROUTINE(P, UPPER, lower, ret, params, args)                                     \
+  RUF_IMPLEMENT(UPPER, lower, ret, params, args, ruf::solver::trtri, ruf::solver::P##Trtri)
+RUF_REAL_MEMBERS(RUF_ROWS_TRTRI)

@@ -223,8 +223,8 @@ TYPED_TEST(Gegas, NarrowingMultiplicationRuleShowsInTheResult) {
 // counted for the method's sequence on a system that needs no interchange:
 // the copy of A; per column the pivot copy, the mignitudes, and per row below
 // a quotient and the updates (each a product and a difference formed in
-// place); then the back substitution, accumulated in B itself. The caller's
-// rounding mode is left alone.
+// place); then the back substitution, each row accumulated from a copy of
+// B(i) and divided into B(i). The caller's rounding mode is left alone.
 TYPED_TEST(Gegas, EveryOperationRunsTheEntryPrologue) {
   using I = typename TestFixture::I;
   const int n = 5, nrhs = 2;
@@ -239,7 +239,7 @@ TYPED_TEST(Gegas, EveryOperationRunsTheEntryPrologue) {
     int ops = n * n + (trans[0] == 'T' ? 3 * n * (n - 1) / 2 : 0);
     for (int k = 1; k <= n; ++k)
       ops += 1 + (n - k + 1) + (n - k) * (1 + 2 * (n - k) + 2 * nrhs);
-    ops += nrhs * (2 * n * (n - 1) / 2 + n);
+    ops += nrhs * (2 * n * (n - 1) / 2 + 2 * n);
     EXPECT_EQ(prologues, 1 + ops) << trans;
   }
 }
