@@ -5,6 +5,7 @@
 // component of x is one interval quotient. One right-hand side, overwritten.
 #include <cmath>
 
+#include "solvers/point_inverse.h"
 #include "solvers/real/real_traits.h"
 
 namespace ruf::solver {
@@ -55,17 +56,11 @@ void gehbs(const char *trans, const int *n_, const typename M::elem *a_, const i
 
   // Approximate inverse in the caller's rounding mode. A failure returns
   // with b unchanged and the workspace kept.
-  int linfo = 0;
-  M::getrf(&n, &n, m.data(), &n, ipiv.data(), &linfo);
-  if (linfo != 0) {
-    *info = 1;
+  if (!point_inverse<M>(n, m.data(), ipiv.data(), ready(work, lwork), [&](Step, int) {
+        *info = 1;
+        return true;
+      }))
     return;
-  }
-  M::getri(&n, m.data(), &n, ipiv.data(), work.data(), &lwork, &linfo);
-  if (linfo != 0) {
-    *info = 1;
-    return;
-  }
 
   for (int i = 1; i <= n; ++i) {
     T s = T(0);

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 
+#include "solvers/point_inverse.h"
 #include "solvers/real/real_traits.h"
 
 namespace ruf::solver {
@@ -51,13 +52,14 @@ void gerbr(const int *n_, const typename M::elem *a_, const int *lda, typename M
 
   // Every decided outcome returns at once and keeps the workspace; only
   // the undecided one releases it. Intended; callers rely on nothing else.
-  int linfo = 0;
-  M::getrf(&n, &n, r.data(), &n, ipiv.data(), &linfo);
-  if (linfo > 0) {
-    *flag = singular;
+  // An exactly singular midpoint is the singular verdict; a failed inversion
+  // goes on with what getri left.
+  if (!point_inverse<M>(n, r.data(), ipiv.data(), ready(work, lwork), [&](Step step, int status) {
+        if (step != Step::factorisation || status < 0) return false;
+        *flag = singular;
+        return true;
+      }))
     return;
-  }
-  M::getri(&n, r.data(), &n, ipiv.data(), work.data(), &lwork, &linfo);
 
   // G = |I - R Ac| + |R| D.
   for (int j = 1; j <= n; ++j)
