@@ -4,7 +4,9 @@
  * library imports (one-character string comparison, rounding direction).
  *
  * The threading mode is configured by the environment variable
- * RUF_THREADING ("serial" or "parallel"), read once per process.
+ * RUF_THREADING ("serial" or "parallel"), the multiplication rule by
+ * RUF_MULTIPLICATION ("textbook"; anything else keeps the default), both read
+ * once per process when the library is loaded.
  */
 #ifndef RUF_SERVICE_H
 #define RUF_SERVICE_H
@@ -32,6 +34,20 @@ RUF_SERVICE_API void RUF_SET_SERIAL(void);
 RUF_SERVICE_API void RUF_SET_PARALLEL(void);
 /* The last mode set: 1 serial, 0 parallel, -1 none yet. */
 RUF_SERVICE_API int ruf_serv_threading_mode(void);
+
+/* The rule for a product of two intervals that both contain zero. By default
+ * the lower bound is the larger of the two candidates a1*b2 and a2*b1
+ * ([-1, 2] * [-3, 4] = [-4, 8]), as the library's interval types define it;
+ * the textbook rule takes the smaller ([-6, 8]), so that every product
+ * encloses its exact range. Every other case of the product is the same
+ * under both rules. The rule is read by each product that meets the case, so
+ * a change takes effect at once, in every thread, without a lock. */
+#define RUF_MULTIPLICATION_DEFAULT 0
+#define RUF_MULTIPLICATION_TEXTBOOK 1
+RUF_SERVICE_API int ruf_serv_multiplication(void);
+/* Sets the rule; returns the previous one, or -1 (and changes nothing) for an
+ * unknown rule. */
+RUF_SERVICE_API int ruf_serv_set_multiplication(int rule);
 
 /* malloc/free semantics, 64-byte aligned; a negative count fails (null). */
 RUF_SERVICE_API void *ruf_serv_allocate(int64_t bytes);

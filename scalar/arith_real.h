@@ -14,6 +14,7 @@
 
 #include <limits>
 
+#include "ruf_service.h"
 #include "scalar/rounding.h"
 #include "scalar/types.h"
 
@@ -110,10 +111,17 @@ template <class T> inline void mult(Interval<T> *r, T a1, T a2, T b1, T b2) {
   } else { // 9: both operands straddle zero
     // The lower bound keeps the larger of the candidates a1*b2 and a2*b1, not
     // the smaller: callers rely on exactly this result ([-1,2]*[-3,4] = [-4,8]).
+    // The textbook rule, which a process may choose instead, keeps the
+    // smaller; both are formed here, and the rule is asked only after the
+    // restore, outside the frame.
     const T u = neg(a1) * b2;
     const T v = neg(b1) * a2;
     lo = u > v ? neg(v) : neg(u);
+    T textbook = u > v ? neg(u) : neg(v);
     hi = max_of(a1 * b1, a2 * b2);
+    frame.restore(lo, hi, textbook);
+    store(r, ruf_serv_multiplication() == RUF_MULTIPLICATION_TEXTBOOK ? textbook : lo, hi);
+    return;
   }
   frame.restore(lo, hi);
   store(r, lo, hi);

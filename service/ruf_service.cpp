@@ -21,11 +21,20 @@ int read_configuration() {
   return kUnset;
 }
 
+int read_multiplication() {
+  const char *v = std::getenv("RUF_MULTIPLICATION");
+  return v != nullptr && std::strcmp(v, "textbook") == 0 ? RUF_MULTIPLICATION_TEXTBOOK
+                                                         : RUF_MULTIPLICATION_DEFAULT;
+}
+
 // Read once, when the library is loaded (before any thread of the program can
 // call in), so that the per-call queries are a plain load.
 int g_configured = kUnset;
+// The rule may change at any time from any thread; each product reads it once.
+std::atomic<int> g_multiplication{RUF_MULTIPLICATION_DEFAULT};
 [[gnu::constructor]] void load_configuration() {
   g_configured = read_configuration();
+  g_multiplication.store(read_multiplication(), std::memory_order_relaxed);
 }
 
 inline int configured_mode() {
@@ -118,6 +127,15 @@ void RUF_SET_SERIAL(void) {
 void RUF_SET_PARALLEL(void) {
   apply(kParallel);
 }
+int ruf_serv_multiplication(void) {
+  return g_multiplication.load(std::memory_order_relaxed);
+}
+
+int ruf_serv_set_multiplication(int rule) {
+  if (rule != RUF_MULTIPLICATION_DEFAULT && rule != RUF_MULTIPLICATION_TEXTBOOK) return -1;
+  return g_multiplication.exchange(rule, std::memory_order_relaxed);
+}
+
 int ruf_serv_threading_mode(void) {
   return g_mode.load(std::memory_order_relaxed);
 }
