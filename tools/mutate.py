@@ -75,15 +75,23 @@ def run(cmd, cwd=None, timeout=None):
 
 
 def copy_tree(dst):
+    """Makes dst hold exactly the project's files as they are now (files
+    deleted since an earlier run go too); unchanged files keep their times,
+    so the scratch build stays incremental."""
     listed = run(['git', 'ls-files', '--cached', '--others', '--exclude-standard'], cwd=ROOT)
-    for rel in listed.stdout.split('\n'):
-        if not rel or not os.path.isfile(os.path.join(ROOT, rel)):
-            continue
+    wanted = {rel for rel in listed.stdout.split('\n')
+              if rel and os.path.isfile(os.path.join(ROOT, rel))}
+    for base, _, files in os.walk(dst):
+        for name in files:
+            rel = os.path.relpath(os.path.join(base, name), dst)
+            if rel not in wanted:
+                os.remove(os.path.join(base, name))
+    for rel in wanted:
         target = os.path.join(dst, rel)
         os.makedirs(os.path.dirname(target), exist_ok=True)
         src = os.path.join(ROOT, rel)
         if not os.path.exists(target) or open(src, 'rb').read() != open(target, 'rb').read():
-            shutil.copy2(src, target)
+            shutil.copy(src, target)  # a new time: the build must see the change
 
 
 def build(build_dir, jobs):
@@ -117,6 +125,14 @@ def main():
     src, build_dir = os.path.join(args.work, 'src'), os.path.join(args.work, 'build')
     os.makedirs(src, exist_ok=True)
     copy_tree(src)
+    # A run stopped while a mutant was applied: its file is restored now, but
+    # the build still holds the mutant unless the file looks changed.
+    marker = os.path.join(args.work, 'applied')
+    if os.path.exists(marker):
+        stale = os.path.join(src, open(marker, encoding='utf-8').read().strip())
+        if os.path.exists(stale):
+            os.utime(stale)
+        os.remove(marker)
     configure = run(['cmake', '-S', src, '-B', build_dir, '-DCMAKE_BUILD_TYPE=Release',
                      '-DRUF_BUILD_TESTS=ON', '-DRUF_BUILD_BENCH=OFF', '-DRUF_BUILD_EXAMPLES=OFF'])
     if configure.returncode != 0:
@@ -141,6 +157,7 @@ def main():
             print(f'STALE     {m.ident}: {problem}', flush=True)
             continue
         start = time.time()
+        open(marker, 'w', encoding='utf-8').write(m.path)
         open(path, 'w', encoding='utf-8').write(text)
         try:
             if not build(build_dir, args.jobs):
@@ -149,6 +166,7 @@ def main():
                 ok, why = test(build_dir, args.jobs, args.timeout)
         finally:
             open(path, 'w', encoding='utf-8').write(original)
+            os.remove(marker)
         seconds = time.time() - start
         if ok:
             survived += 1
