@@ -10,6 +10,7 @@ std::vector<XerblaCall> g_calls;
 int g_fail_at = 0;
 int g_count = 0;
 int g_live = 0;
+std::vector<long long> g_sizes;
 } // namespace
 
 std::vector<XerblaCall> &xerbla_calls() {
@@ -21,12 +22,16 @@ void reset_xerbla() {
 void arm_allocation_failure(int k) {
   g_fail_at = k;
   g_count = 0;
+  g_sizes.clear();
 }
 int allocation_count() {
   return g_count;
 }
 int live_allocations() {
   return g_live;
+}
+const std::vector<long long> &allocation_sizes() {
+  return g_sizes;
 }
 
 } // namespace ruf_test
@@ -41,6 +46,7 @@ void *ruf_serv_allocate(std::int64_t bytes) {
   using Fn = void *(*)(std::int64_t);
   static const Fn real = reinterpret_cast<Fn>(dlsym(RTLD_NEXT, "ruf_serv_allocate"));
   ++ruf_test::g_count;
+  ruf_test::g_sizes.push_back(bytes);
   if (ruf_test::g_fail_at > 0 && ruf_test::g_count == ruf_test::g_fail_at) return nullptr;
   void *p = real(bytes);
   if (p != nullptr) ++ruf_test::g_live;

@@ -24,6 +24,8 @@ void reset_xerbla();
 void arm_allocation_failure(int k);
 int allocation_count();
 int live_allocations(); // allocations not yet released
+// The byte counts of the requests since the last arm_allocation_failure/reset.
+const std::vector<long long> &allocation_sizes();
 
 // Clears both doubles; call in SetUp.
 inline void reset_doubles() {
