@@ -1,8 +1,7 @@
 // The workspace module: every typed routine of the table fills and clears its
 // handle as documented, the counted allocator's 32-bit byte count and its
-// status conventions, the "MALLOCA" report, the rank-0 records; ieee_flags,
-// which hands its strings on as ten characters each; and the solver frame's
-// checks and workspace requests.
+// status conventions, the "MALLOCA" report, the rank-0 records; and
+// ieee_flags, which hands its strings on as ten characters each.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,7 +13,6 @@
 #include <sstream>
 #include <string>
 
-#include "frame/solver_frame.h"
 #include "ruf_interval.h"
 #include "support/doubles.h"
 
@@ -58,12 +56,6 @@ const Record kRecords[] = {
 #undef RUF_A
 #undef RUF_D
 
-// The documented element sizes, independently of the table.
-const std::map<std::string, long long> kDocumentedSize = {
-    {"c", 8},   {"z", 16},  {"s", 4},   {"d", 8},   {"si", 8}, {"di", 16},
-    {"cr", 16}, {"zr", 32}, {"cc", 12}, {"zc", 24}, {"i1", 1}, {"i2", 2},
-    {"i4", 4},  {"i8", 8},  {"l1", 1},  {"l2", 2},  {"l4", 4}, {"l8", 8}};
-
 constexpr long long kPoisonWord = 0x5a5a5a5a5a5a5a5aLL;
 ruf_array poisoned() {
   ruf_array h;
@@ -103,7 +95,6 @@ TEST_F(Workspace, EveryTypeHasRanksOneAndTwo) {
   for (const Kind &k : kKinds) {
     SCOPED_TRACE(k.code);
     const long long z = k.size;
-    EXPECT_EQ(z, kDocumentedSize.at(k.code));
     const int live = live_allocations();
     ruf_array h = poisoned();
     int stat = -7;
@@ -245,8 +236,8 @@ TEST_F(Workspace, Records) {
 
 // ieee_flags passes 10 as every length, whatever its caller says: strings
 // longer than their caller-given length are still read as ten characters,
-// and nothing past the tenth is read. The frame's directions go through it;
-// its default is round to nearest, not the caller's earlier direction.
+// and nothing past the tenth is read; its default is round to nearest, not
+// the caller's earlier direction.
 TEST(IeeeFlags, ForwardsTenCharactersEach) {
   char out[11] = "??????????";
   EXPECT_EQ(ieee_flags("set       ", "direction ", "negative  ", out, 3, 9, 8, 0), 0);
@@ -257,77 +248,6 @@ TEST(IeeeFlags, ForwardsTenCharactersEach) {
   EXPECT_EQ(ieee_flags("clear     ", "direction ", "          ", out, 5, 9, 0, 10), 0);
   EXPECT_EQ(std::fegetround(), FE_TONEAREST);
   EXPECT_EQ(std::string(out, 10), "nearest   ");
-
-  using ruf::frame::IeeeRounding;
-  ruf::frame::ieee_rounding(IeeeRounding::downward);
-  EXPECT_EQ(std::fegetround(), FE_DOWNWARD);
-  ruf::frame::ieee_rounding(IeeeRounding::upward);
-  EXPECT_EQ(std::fegetround(), FE_UPWARD);
-  std::fesetround(FE_TOWARDZERO);
-  ruf::frame::ieee_rounding(IeeeRounding::to_default);
-  EXPECT_EQ(std::fegetround(), FE_TONEAREST);
-}
-
-// The frame's argument checks: chained in declared order, the first failure
-// sets info and is the one reported; options compare one character.
-TEST(SolverFrame, ChecksStopAtTheFirstFailure) {
-  reset_doubles();
-  int info = 99;
-  ruf::frame::Check c{&info};
-  EXPECT_EQ(info, 0);
-  c.option("n", "NnTtCc", 1).option("Lower", "UuLl", 2).order(0, 3).lead(1, 0, 4);
-  EXPECT_FALSE(c.failed());
-  c.option(" ", "NnTtCc", 5).order(-1, 6).option("X", "Nn", 7);
-  EXPECT_TRUE(c.failed());
-  EXPECT_EQ(info, -5);
-  c.report("XXTESTS");
-  EXPECT_TRUE(reports("XXTESTS", 5));
-
-  for (double eps : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
-    ruf::frame::Check p{&info};
-    p.positive(eps, 9);
-    EXPECT_EQ(info, -9) << eps;
-  }
-  ruf::frame::Check z{&info};
-  z.nonnegative(0.0f, 8).lead(3, 3, 5);
-  EXPECT_EQ(info, 0);
-  z.nonnegative(std::numeric_limits<float>::quiet_NaN(), 8);
-  EXPECT_EQ(info, -8);
-}
-
-// A work-array tag whose allocation reports a chosen status.
-int g_fake_status = 0;
-struct FakeCode {
-  using elem = double;
-  static void allocate(ruf_array *, const int *, int *stat) { *stat = g_fake_status; }
-  static void allocate(ruf_array *, const int *, const int *, int *stat) { *stat = g_fake_status; }
-  static void release_1(ruf_array *) {}
-  static void release_2(ruf_array *) {}
-};
-
-// Statuses 0 and 2 are success; anything else is info = 1000, reported with
-// info itself under the allocation name, whatever its length.
-TEST(SolverFrame, AllocationAcceptsStatusZeroAndTwo) {
-  reset_doubles();
-  int info = 0;
-  ruf::frame::Allocation get{&info, "XXALLOC"};
-  ruf::ws::Matrix<FakeCode> m;
-  ruf::ws::Vector<FakeCode> v;
-  for (int status : {0, 2}) {
-    g_fake_status = status;
-    EXPECT_TRUE(get(m, 2, 2));
-    EXPECT_TRUE(get(v, 2));
-  }
-  EXPECT_TRUE(reports());
-  EXPECT_EQ(info, 0);
-  for (int status : {1, 3, -1}) {
-    reset_doubles();
-    g_fake_status = status;
-    info = 0;
-    EXPECT_FALSE(get(v, 2, "XEMIP"));
-    EXPECT_EQ(info, 1000);
-    EXPECT_TRUE(reports("XEMIP", 1000));
-  }
 }
 
 } // namespace

@@ -66,6 +66,11 @@ TYPED_TEST(MeasuresReal, DocumentedValues) {
   EXPECT_TRUE(std::isnan(ops::mid(&line)));
   EXPECT_EQ(ops::inf(&q), T(0.25));
   EXPECT_EQ(ops::sup(&q), T(7));
+  // NaN bounds: an interval that only touches zero has mignitude 0, and the
+  // smaller absolute value is taken with NaN losing when it comes first.
+  const I zero_nan{0, nan}, nan_neg{nan, -1};
+  EXPECT_EQ(ops::mig(&zero_nan), T(0));
+  EXPECT_EQ(ops::mig(&nan_neg), T(1));
 
   // The midpoint's shortcut treats an unordered pair as equal and returns the
   // lower bound as it is, even when only the upper bound is a NaN (intended).

@@ -1,7 +1,8 @@
 // The rounding frame as a caller sees it, read from MXCSR itself (glibc's
 // fegetround reads the x87 control word only): the caller's direction is back
-// after every operation, flags the operation raised stay raised, results do
-// not depend on the caller's direction, and the early returns never touch
+// after every operation, flags the operation raised stay raised and so do
+// those raised before the call, the exception masks are left alone, results
+// do not depend on the caller's direction, and the early returns never touch
 // MXCSR at all.
 #include <gtest/gtest.h>
 
@@ -28,11 +29,19 @@ protected:
   std::uint32_t saved_ = 0;
 };
 
-// Each call runs with the caller's mode set and the flags cleared.
+// The caller's state besides its direction: flags raised before the call
+// (underflow, denormal) and the denormal exception unmasked, which no operand
+// here can trigger.
+constexpr std::uint32_t kRaisedBefore = 0x12, kDenormalMask = 0x100;
+
+// Each call runs with the caller's mode set, the flags cleared except those
+// raised before, and the denormal exception unmasked.
 template <class F> std::uint32_t after(F f) {
-  mx::write(mx::read() & ~kFlags);
+  mx::write(((mx::read() & ~kFlags) | kRaisedBefore) & ~kDenormalMask);
   f();
-  return mx::read();
+  const std::uint32_t csr = mx::read();
+  mx::write((csr & ~kFlags) | kDenormalMask);
+  return csr;
 }
 
 TEST_P(CallerMode, DirectionIsBackAfterEveryOperation) {
@@ -48,6 +57,8 @@ TEST_P(CallerMode, DirectionIsBackAfterEveryOperation) {
     const std::uint32_t csr = after(f);
     EXPECT_EQ(csr & kField, mode) << what;
     EXPECT_TRUE(csr & kInexact) << what << ": the inexact flag raised inside must stay raised";
+    EXPECT_EQ(csr & kRaisedBefore, kRaisedBefore) << what << ": the caller's flags stay raised";
+    EXPECT_EQ(csr & kDenormalMask, 0u) << what << ": the caller's masks are left alone";
   };
   check("di_di_addi", [&] { ruf_interval_di_di_addi(&r, &x, &y); });
   check("di_di_subt", [&] { ruf_interval_di_di_subt(&r, &x, &y); });
@@ -86,7 +97,7 @@ TEST_P(CallerMode, EarlyReturnsLeaveMxcsrUntouched) {
   const ruf_di x{1, 2}, zero_in{-1, 1};
   const double zero = 0.0;
   ruf_di r;
-  const std::uint32_t before = mx::read() & ~kFlags;
+  const std::uint32_t before = ((mx::read() & ~kFlags) | kRaisedBefore) & ~kDenormalMask;
   EXPECT_EQ(after([&] { ruf_interval_di_di_divi(&r, &x, &zero_in); }), before);
   EXPECT_EQ(after([&] { ruf_interval_di_dr_divi(&r, &x, &zero); }), before);
   EXPECT_EQ(after([&] { ruf_interval_dr_di_divi(&r, &zero, &zero_in); }), before);
