@@ -1,5 +1,6 @@
 /* A C11 program built against the installed header and pkg-config file,
  * calling the upper-case spellings. Exit status 0 when every check holds. */
+#include <complex.h>
 #include <math.h>
 #include <stdio.h>
 
@@ -37,6 +38,13 @@ int main(void) {
   DIGEGAS("N", &n, &nrhs, a, &lda, b, &ldb, &info, 1);
   check(info == 0 && b[0].inf <= 0.5 && 0.5 <= b[0].sup, "DIGEGAS");
 
-  printf("%d passed, %d failed\n", 6 - failures, failures);
+  /* A complex member: discs, the C99 complex MID through the C convention. */
+  ruf_zc za[1] = {{2, 1, 0.25}}, zb[1] = {{3, -1, 0.5}};
+  n = 1;
+  ZCGEGAS("N", &n, &nrhs, za, &n, zb, &n, &info, 1);
+  const double _Complex want = (3.0 - 1.0 * I) / (2.0 + 1.0 * I), c = ZC_MID(zb);
+  check(info == 0 && cabs(want - c) <= zb[0].rad, "ZCGEGAS encloses (3-i)/(2+i)");
+
+  printf("%d passed, %d failed\n", 7 - failures, failures);
   return failures != 0;
 }

@@ -97,9 +97,10 @@ TYPED_TEST(RealIterative, GaussSeidelSweepRule) {
        100,
        5,
        {{0.96484375, 1.02734375}, {0.96484375, 1.02734375}}},
-      // rho >= 1: no sweep can stop the iteration.
+      // rho = 1 makes the threshold 0: not even a sweep that changes nothing
+      // stops the iteration.
       {"rho 1",
-       diagonal<E>(2, E{-1, 1}),
+       rows<E>(2, {pt<E>(1), E{-1, 1}, E{-1, 1}, pt<E>(1)}),
        filled(2, 1, E{0.25, 0.5}),
        filled(2, 1, E{-1, 1}),
        T(1e-6),
