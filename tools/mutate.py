@@ -9,7 +9,9 @@ out) is KILLED; one that passes every test SURVIVED. A mutant whose original
 text is no longer found exactly once is STALE: the list must follow the code.
 
 Usage: tools/mutate.py [--work DIR] [--only ID[,ID...]] [--list FILE]
-                       [--timeout SECONDS] [--jobs N] [--fail-on-survivor]
+                       [--timeout SECONDS] [--jobs N] [--fail-on-survivor] [--every]
+With --every the whole suite runs for each mutant and every killing test is
+named: what only one test catches is what that test is for.
 The run takes a while (one incremental build and one test run per mutant);
 it is not part of CI. docs/testing.md records the latest count."""
 import argparse
@@ -98,14 +100,17 @@ def build(build_dir, jobs):
     return run(['cmake', '--build', build_dir, f'-j{jobs}']).returncode == 0
 
 
-def test(build_dir, jobs, timeout):
-    """(passed, first failing test or reason)."""
-    r = run(['ctest', '--test-dir', build_dir, f'-j{jobs}', '--timeout', str(timeout),
-             '--stop-on-failure'])
+def test(build_dir, jobs, timeout, every=False):
+    """(passed, the failing tests or a reason): the first one, or with every
+    all of them (the whole suite runs)."""
+    cmd = ['ctest', '--test-dir', build_dir, f'-j{jobs}', '--timeout', str(timeout)]
+    r = run(cmd + ([] if every else ['--stop-on-failure']))
     if r.returncode == 0:
         return True, ''
     failed = re.findall(r'^\s*\d+ - (\S+)', r.stdout, re.M)
-    return False, failed[0] if failed else 'ctest failed'
+    if not failed:
+        return False, 'ctest failed'
+    return False, ' '.join(sorted(set(failed))) if every else failed[0]
 
 
 def main():
@@ -116,6 +121,8 @@ def main():
     ap.add_argument('--timeout', type=int, default=120)
     ap.add_argument('--jobs', type=int, default=2)
     ap.add_argument('--fail-on-survivor', action='store_true')
+    ap.add_argument('--every', action='store_true',
+                    help='run the whole suite per mutant and name every test that kills it')
     args = ap.parse_args()
 
     mutants = read_list(args.list)
@@ -163,7 +170,7 @@ def main():
             if not build(build_dir, args.jobs):
                 ok, why = False, 'build failed'
             else:
-                ok, why = test(build_dir, args.jobs, args.timeout)
+                ok, why = test(build_dir, args.jobs, args.timeout, args.every)
         finally:
             open(path, 'w', encoding='utf-8').write(original)
             os.remove(marker)
