@@ -91,4 +91,39 @@ template <class F> std::optional<Mat<F>> solve(Mat<F> A, Mat<F> B) {
   return B;
 }
 
+// An exact real interval matrix.
+struct QBox {
+  QMat lo, hi;
+  QBox() = default;
+  QBox(int r, int c) : lo(r, c), hi(r, c) {}
+};
+
+// The exact hull of { X : A X = B, A in [A], B in [B] }, column by column,
+// for a regular real interval matrix of small order. The hull's extreme points
+// are solutions of the sign-vertex systems (Ac - Ty D Tz) x = bc + Ty d over
+// all sign vectors y and z (Rohn), so 4^n exact solves give it exactly.
+// nullopt when a vertex system is singular.
+inline std::optional<QBox> solution_hull(const QBox &A, const QBox &B) {
+  const int n = A.lo.rows;
+  QBox hull(n, B.lo.cols);
+  for (unsigned y = 0; y < (1u << n); ++y)
+    for (unsigned z = 0; z < (1u << n); ++z) {
+      QMat M(n, n), rhs(n, B.lo.cols);
+      for (int i = 0; i < n; ++i) {
+        const bool yi = (y >> i) & 1u;
+        for (int j = 0; j < n; ++j)
+          M(i, j) = (yi == bool((z >> j) & 1u)) ? A.lo(i, j) : A.hi(i, j);
+        for (int c = 0; c < B.lo.cols; ++c)
+          rhs(i, c) = yi ? B.hi(i, c) : B.lo(i, c);
+      }
+      const auto x = solve(M, rhs);
+      if (!x) return std::nullopt;
+      for (std::size_t k = 0; k < x->a.size(); ++k) {
+        if ((y | z) == 0 || x->a[k] < hull.lo.a[k]) hull.lo.a[k] = x->a[k];
+        if ((y | z) == 0 || hull.hi.a[k] < x->a[k]) hull.hi.a[k] = x->a[k];
+      }
+    }
+  return hull;
+}
+
 } // namespace ruf_test
