@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "methods.h"
+#include "mm.h"
+#include "ruf_service.h"
 #include "parse.h"
 #include "report.h"
 
@@ -36,8 +38,10 @@ constexpr const char *kExample =
 [2.9, 3.1])";
 
 constexpr const char *kSynopsis =
-    "usage: %s [--method NAME[,NAME...]] [--uplo L|U] [--eps E] [--maxit N] [--classify] [--json]\n"
-    "       [FILE]\n";
+    "usage: %s [--method NAME[,NAME...]] [--uplo L|U] [--eps E] [--maxit N] [--classify]\n"
+    "       [--precision single|double] [--multiplication default|textbook] [--json]\n"
+    "       [FILE | --mm A.mtx B.mtx [--radius R.mtx]]\n"
+    "       %s --version\n";
 
 // The methods whose routine reads --eps, e.g. "gemip+gegss (> 0), gekws (>= 0)".
 std::string eps_readers() {
@@ -50,7 +54,7 @@ std::string eps_readers() {
 }
 
 void help() {
-  std::printf(kSynopsis, kProgram);
+  std::printf(kSynopsis, kProgram, kProgram);
   std::printf(
       "\n"
       "Encloses the solutions of the interval linear system A X = B in FILE ('-' for\n"
@@ -60,22 +64,38 @@ void help() {
       "  --uplo L|U     triangle of A used by the triangular methods (default L)\n"
       "  --eps E        finite tolerance (default 1e-10) of %s\n"
       "  --maxit N      sweep limit of gemip+gegss, a whole number >= 0 (default 100)\n"
-      "  --classify     also run the regularity tests\n"
+      "  --classify     also run the regularity tests (floating-point tests, not proofs)\n"
+      "  --precision P  the members of precision P run: single or double (default)\n"
+      "  --multiplication R\n"
+      "                 the product of two intervals that both contain zero: default (the\n"
+      "                 larger lower candidate) or textbook (the smaller, always enclosing)\n"
+      "  --mm A B       read A and B from Matrix Market files instead of FILE\n"
+      "  --radius R     with --mm: the radii of A's entries, a Matrix Market file\n"
       "  --json         print JSON instead of tables\n"
+      "  --version      print the version\n"
       "  -h, --help     print this help\n"
       "\n"
-      "methods:\n",
+      "Every result gets a verdict of ruf-solve's own, in rigorous arithmetic:\n"
+      "'verified' when an inclusion test proves that it contains every solution\n"
+      "of every system of the data (of the triangular system for the triangular\n"
+      "methods); 'wrong' when a system of the data (its midpoint or a vertex)\n"
+      "provably has its solution outside; 'not verified' otherwise. 'ok' only\n"
+      "means the routine's info is 0.\n"
+      "\n"
+      "methods (?? stands for the member: SI or DI, CR or ZR, CC or ZC):\n",
       eps_readers().c_str());
   for (const Method &m : methods())
-    std::printf("  %-12s %-8s %s%s\n", m.name, m.routine, m.summary,
+    std::printf("  %-12s %-8s %s%s%s\n", m.name, m.routine, m.summary,
+                m.complex ? "" : " (real systems)",
                 m.kind == Kind::classification ? " (--classify)" : "");
-  std::printf("\nFILE: n and nrhs, then A and B row by row; entries [lo, hi] or decimal\n"
-              "numbers; '#' starts a comment. See docs/ruf-solve.md.\n");
+  std::printf("\nFILE: n and nrhs, then A and B row by row. An entry is [lo, hi] or a decimal\n"
+              "number; complex entries are rectangles [a, b] + [c, d]i, discs <c, r> or\n"
+              "<x + yi, r>, or numbers x + yi. '#' starts a comment. See docs/ruf-solve.md.\n");
 }
 
 // After a usage error: the synopsis and the method names.
 void short_usage() {
-  std::fprintf(stderr, kSynopsis, kProgram);
+  std::fprintf(stderr, kSynopsis, kProgram, kProgram);
   std::string names;
   for (const Method &m : methods())
     names += std::string(names.empty() ? "" : ", ") + m.name;
@@ -88,10 +108,13 @@ struct UsageError {
 
 struct Options {
   std::vector<const Method *> chosen;
+  bool listed = false; // chosen by --method, not by default
   Settings settings;
+  int multiplication = RUF_MULTIPLICATION_DEFAULT;
   bool json = false;
   bool have_file = false;
   std::string file;
+  std::string mm_a, mm_b, mm_radius; // --mm A B [--radius R]
 };
 
 // "--name value" or "--name=value".
@@ -155,6 +178,9 @@ Options parse_options(int argc, char **argv) {
     if (arg == "-h" || arg == "--help") {
       help();
       std::exit(0);
+    } else if (arg == "--version") {
+      std::printf("%s %d.%d\n", kProgram, RUF_INTERVAL_VERSION_MAJOR, RUF_INTERVAL_VERSION_MINOR);
+      std::exit(0);
     } else if (arg == "--json") {
       o.json = true;
     } else if (arg == "--classify") {
@@ -179,6 +205,21 @@ Options parse_options(int argc, char **argv) {
       if (value != "L" && value != "U" && value != "l" && value != "u")
         throw UsageError{"--uplo takes L or U, not '" + value + "'"};
       o.settings.uplo = static_cast<char>(value[0] & ~0x20); // upper case
+    } else if (arg == "--mm") {
+      if (i + 2 >= argc) throw UsageError{"--mm needs two files, A and B"};
+      o.mm_a = argv[++i];
+      o.mm_b = argv[++i];
+    } else if (option_value(arg, "--radius", i, argc, argv, value)) {
+      o.mm_radius = value;
+    } else if (option_value(arg, "--precision", i, argc, argv, value)) {
+      if (value != "single" && value != "double")
+        throw UsageError{"--precision takes single or double, not '" + value + "'"};
+      o.settings.precision = value == "single" ? Precision::single : Precision::dbl;
+    } else if (option_value(arg, "--multiplication", i, argc, argv, value)) {
+      if (value != "default" && value != "textbook")
+        throw UsageError{"--multiplication takes default or textbook, not '" + value + "'"};
+      o.multiplication =
+          value == "textbook" ? RUF_MULTIPLICATION_TEXTBOOK : RUF_MULTIPLICATION_DEFAULT;
     } else if (arg.size() > 1 && arg[0] == '-') {
       throw UsageError{"unknown option '" + std::string(arg) + "'"};
     } else if (o.have_file) {
@@ -188,6 +229,9 @@ Options parse_options(int argc, char **argv) {
       o.file = std::string(arg);
     }
   }
+  if (!o.mm_a.empty() && o.have_file) throw UsageError{"give either FILE or --mm A B, not both"};
+  if (!o.mm_radius.empty() && o.mm_a.empty()) throw UsageError{"--radius goes with --mm"};
+  o.listed = listed;
   if (listed) {
     o.chosen = listed_methods;
   } else {
@@ -210,6 +254,17 @@ bool read_all(std::FILE *f, std::string &text) {
   return !std::ferror(f);
 }
 
+// The whole file, or false with errno set (a directory fails too).
+bool read_file(const std::string &path, std::string &text) {
+  std::FILE *f = std::fopen(path.c_str(), "rb");
+  bool ok = f != nullptr;
+  if (ok) ok = read_all(f, text);
+  const int err = errno;
+  if (f) std::fclose(f);
+  errno = err;
+  return ok;
+}
+
 int fail_input(const std::string &what) {
   std::fprintf(stderr, "%s: %s\n", kProgram, what.c_str());
   return 2;
@@ -226,32 +281,59 @@ int run_tool(int argc, char **argv) {
   }
 
   std::string text, source;
-  if (!opt.have_file) {
-    text = kExample;
-  } else if (opt.file == "-") {
-    source = "<stdin>";
-    if (!read_all(stdin, text))
-      return fail_input("cannot read standard input: " + std::string(std::strerror(errno)));
-  } else {
-    source = opt.file;
-    std::FILE *f = std::fopen(opt.file.c_str(), "rb");
-    bool ok = f != nullptr;
-    if (ok) ok = read_all(f, text);
-    const int err = errno;
-    if (f) std::fclose(f);
-    if (!ok) return fail_input("cannot read " + opt.file + ": " + std::strerror(err));
-  }
-
   System system;
-  try {
-    system = parse_system(text);
-  } catch (const InputError &e) {
-    return fail_input((source.empty() ? "built-in example" : source) + ":" +
-                      std::to_string(e.line()) + ": " + e.what());
+  if (!opt.mm_a.empty()) {
+    std::string a, b, r;
+    for (const auto &[path, into] :
+         {std::pair{opt.mm_a, &a}, {opt.mm_b, &b}, {opt.mm_radius, &r}}) {
+      if (path.empty()) continue;
+      if (!read_file(path, *into))
+        return fail_input("cannot read " + path + ": " + std::strerror(errno));
+    }
+    source = opt.mm_a + ", " + opt.mm_b + (opt.mm_radius.empty() ? "" : ", radii " + opt.mm_radius);
+    try {
+      system = read_matrix_market({opt.mm_a, a}, {opt.mm_b, b}, {opt.mm_radius, r});
+    } catch (const MatrixMarketError &e) {
+      return fail_input(e.what());
+    }
+  } else {
+    if (!opt.have_file) {
+      text = kExample;
+    } else if (opt.file == "-") {
+      source = "<stdin>";
+      if (!read_all(stdin, text))
+        return fail_input("cannot read standard input: " + std::string(std::strerror(errno)));
+    } else {
+      source = opt.file;
+      if (!read_file(opt.file, text))
+        return fail_input("cannot read " + opt.file + ": " + std::strerror(errno));
+    }
+    try {
+      system = parse_system(text);
+    } catch (const InputError &e) {
+      return fail_input((source.empty() ? "built-in example" : source) + ":" +
+                        std::to_string(e.line()) + ":" + std::to_string(e.column()) + ": " +
+                        e.what());
+    }
   }
 
-  Report report{source, opt.have_file || opt.json ? "" : text, &system, {}};
-  for (const Method *m : opt.chosen)
+  // The methods for this kind of element: a listed one that cannot take it is
+  // a usage error; the default list simply leaves it out.
+  std::vector<const Method *> chosen;
+  for (const Method *m : opt.chosen) {
+    if (takes(*m, system.element())) {
+      chosen.push_back(m);
+    } else if (opt.listed) {
+      std::fprintf(stderr, "%s: %s does not take %s\n", kProgram, m->name,
+                   element_name(system.element()));
+      return 2;
+    }
+  }
+
+  // The rule holds for the whole process, as RUF_MULTIPLICATION would.
+  ruf_serv_set_multiplication(opt.multiplication);
+  Report report{source, opt.have_file || opt.json || !opt.mm_a.empty() ? "" : text, &system, {}};
+  for (const Method *m : chosen)
     report.runs.push_back({m, run(*m, system, opt.settings)});
   if (opt.json) {
     write_json(stdout, report);

@@ -1,14 +1,126 @@
 #include "methods.h"
 #include "rounding_guard.h"
+#include "verify.h"
 
 #include <cfenv>
 #include <cmath>
 #include <cstdio>
 #include <limits>
 #include <string>
+#include <type_traits>
 
 namespace ruf_solve {
 namespace {
+
+// ---- the members -----------------------------------------------------------
+// The routines of each working element, through their upper-case wrappers.
+
+template <class W> struct Member;
+#define RUF_SOLVE_MEMBER(P, W, Wide, T)                                                            \
+  template <> struct Member<W> {                                                                   \
+    using wide = Wide; /* the element at double precision */                                       \
+    using real = T;                                                                                \
+    static constexpr const char *code = #P;                                                        \
+    static constexpr auto gegas = P##GEGAS, trtrs = P##TRTRS, trtri = P##TRTRI;                    \
+    static constexpr auto gegss = P##GEGSS, gekws = P##GEKWS, gemip = P##GEMIP;                    \
+  };
+RUF_SOLVE_MEMBER(SI, ruf_si, ruf_di, float)
+RUF_SOLVE_MEMBER(DI, ruf_di, ruf_di, double)
+RUF_SOLVE_MEMBER(CR, ruf_cr, ruf_zr, float)
+RUF_SOLVE_MEMBER(ZR, ruf_zr, ruf_zr, double)
+RUF_SOLVE_MEMBER(CC, ruf_cc, ruf_zc, float)
+RUF_SOLVE_MEMBER(ZC, ruf_zc, ruf_zc, double)
+#undef RUF_SOLVE_MEMBER
+
+// The routines only the real members have.
+template <class W> struct RealOnly;
+template <> struct RealOnly<ruf_si> {
+  static constexpr auto gehss = SIGEHSS, gehbs = SIGEHBS;
+  static constexpr auto gerbr = SIGERBR, gesvr = SIGESVR;
+};
+template <> struct RealOnly<ruf_di> {
+  static constexpr auto gehss = DIGEHSS, gehbs = DIGEHBS;
+  static constexpr auto gerbr = DIGERBR, gesvr = DIGESVR;
+};
+
+// A double number rounded to float toward -inf or +inf.
+float down(double v) {
+  RoundingGuard guard;
+  std::fesetround(FE_DOWNWARD);
+  return static_cast<float>(v);
+}
+float up(double v) {
+  RoundingGuard guard;
+  std::fesetround(FE_UPWARD);
+  return static_cast<float>(v);
+}
+
+// The system's data in the working element: a single member gets the double
+// data narrowed outward, so that it still holds every point of the file's.
+template <class W> W narrow(const typename Member<W>::wide &x) {
+  if constexpr (std::is_same_v<W, ruf_si>) {
+    return {down(x.inf), up(x.sup)};
+  } else if constexpr (std::is_same_v<W, ruf_cr>) {
+    return {{down(x.re.inf), up(x.re.sup)}, {down(x.im.inf), up(x.im.sup)}};
+  } else if constexpr (std::is_same_v<W, ruf_cc>) {
+    const float re = static_cast<float>(x.re), im = static_cast<float>(x.im);
+    RoundingGuard guard;
+    std::fesetround(FE_UPWARD);
+    const double shift = std::fabs(x.re - re) + std::fabs(x.im - im);
+    return {re, im, static_cast<float>(x.rad + shift)};
+  } else {
+    return x;
+  }
+}
+template <class W> typename Member<W>::wide widen(const W &x) {
+  if constexpr (std::is_same_v<W, ruf_si>)
+    return {x.inf, x.sup};
+  else if constexpr (std::is_same_v<W, ruf_cr>)
+    return {{x.re.inf, x.re.sup}, {x.im.inf, x.im.sup}};
+  else if constexpr (std::is_same_v<W, ruf_cc>)
+    return {x.re, x.im, x.rad};
+  else
+    return x;
+}
+template <class W> std::vector<W> narrowed(const std::vector<typename Member<W>::wide> &v) {
+  std::vector<W> out;
+  out.reserve(v.size());
+  for (const auto &x : v)
+    out.push_back(narrow<W>(x));
+  return out;
+}
+template <class W> Values widened(const std::vector<W> &v) {
+  std::vector<typename Member<W>::wide> out;
+  out.reserve(v.size());
+  for (const W &x : v)
+    out.push_back(widen(x));
+  return out;
+}
+
+template <class W> std::vector<W> working_a(const System &s) {
+  return narrowed<W>(s.as<typename Member<W>::wide>().a);
+}
+template <class W> std::vector<W> working_b(const System &s) {
+  return narrowed<W>(s.as<typename Member<W>::wide>().b);
+}
+
+// Calls f with the working element for the system's kind and the precision.
+template <class F> Outcome on_member(const System &s, const Settings &set, F f) {
+  const bool single = set.precision == Precision::single;
+  switch (s.element()) {
+  case Element::real:
+    return single ? f(std::type_identity<ruf_si>{}) : f(std::type_identity<ruf_di>{});
+  case Element::rect:
+    return single ? f(std::type_identity<ruf_cr>{}) : f(std::type_identity<ruf_zr>{});
+  case Element::disc:
+    return single ? f(std::type_identity<ruf_cc>{}) : f(std::type_identity<ruf_zc>{});
+  }
+  return {};
+}
+template <class F> Outcome on_real_member(const System &, const Settings &set, F f) {
+  return set.precision == Precision::single ? f(std::type_identity<ruf_si>{})
+                                            : f(std::type_identity<ruf_di>{});
+}
 
 int lead(int n) {
   return n > 1 ? n : 1;
@@ -18,65 +130,92 @@ std::string letter(char c) {
   return std::string("\"") + c + "\"";
 }
 
-Outcome result(std::string call, int info, int rows, int cols, std::vector<ruf_di> values) {
+std::string number(double v) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%g", v);
+  return buf;
+}
+
+template <class W>
+Outcome result(std::string call, int info, int rows, int cols, const std::vector<W> &v) {
   Outcome o;
-  o.call = std::move(call);
+  o.call = Member<W>::code + std::move(call);
   o.info = info;
   o.rows = rows;
   o.cols = cols;
-  o.values = std::move(values);
+  o.values = widened(v);
   return o;
 }
 
 // ---- the calls -------------------------------------------------------------
 // Each works on copies and passes one hidden length per character option.
 
-Outcome gegas(const System &s, const Settings &) {
-  std::vector<ruf_di> b = s.b;
-  const int n = s.n, nrhs = s.nrhs, ld = lead(s.n);
-  int info = 0;
-  DIGEGAS("N", &n, &nrhs, s.a.data(), &ld, b.data(), &ld, &info, 1);
-  return result("DIGEGAS(\"N\")", info, n, nrhs, std::move(b));
+Outcome gegas(const System &s, const Settings &set) {
+  return on_member(s, set, [&](auto tag) {
+    using W = typename decltype(tag)::type;
+    const std::vector<W> a = working_a<W>(s);
+    std::vector<W> b = working_b<W>(s);
+    const int n = s.n, nrhs = s.nrhs, ld = lead(s.n);
+    int info = 0;
+    Member<W>::gegas("N", &n, &nrhs, a.data(), &ld, b.data(), &ld, &info, 1);
+    return result("GEGAS(\"N\")", info, n, nrhs, b);
+  });
 }
 
 Outcome trtrs(const System &s, const Settings &set) {
-  std::vector<ruf_di> b = s.b;
-  const int n = s.n, nrhs = s.nrhs, ld = lead(s.n);
-  const char uplo[2] = {set.uplo, '\0'};
-  int info = 0;
-  DITRTRS(uplo, "N", "N", &n, &nrhs, s.a.data(), &ld, b.data(), &ld, &info, 1, 1, 1);
-  return result("DITRTRS(" + letter(set.uplo) + ", \"N\", \"N\")", info, n, nrhs, std::move(b));
+  return on_member(s, set, [&](auto tag) {
+    using W = typename decltype(tag)::type;
+    const std::vector<W> a = working_a<W>(s);
+    std::vector<W> b = working_b<W>(s);
+    const int n = s.n, nrhs = s.nrhs, ld = lead(s.n);
+    const char uplo[2] = {set.uplo, '\0'};
+    int info = 0;
+    Member<W>::trtrs(uplo, "N", "N", &n, &nrhs, a.data(), &ld, b.data(), &ld, &info, 1, 1, 1);
+    return result("TRTRS(" + letter(set.uplo) + ", \"N\", \"N\")", info, n, nrhs, b);
+  });
 }
 
 Outcome trtri(const System &s, const Settings &set) {
-  std::vector<ruf_di> a = s.a;
-  const int n = s.n, ld = lead(s.n);
-  const char uplo[2] = {set.uplo, '\0'};
-  int info = 0;
-  DITRTRI(uplo, "N", &n, a.data(), &ld, &info, 1, 1);
-  return result("DITRTRI(" + letter(set.uplo) + ", \"N\")", info, n, n, std::move(a));
+  return on_member(s, set, [&](auto tag) {
+    using W = typename decltype(tag)::type;
+    std::vector<W> a = working_a<W>(s);
+    const int n = s.n, ld = lead(s.n);
+    const char uplo[2] = {set.uplo, '\0'};
+    int info = 0;
+    Member<W>::trtri(uplo, "N", &n, a.data(), &ld, &info, 1, 1);
+    return result("TRTRI(" + letter(set.uplo) + ", \"N\")", info, n, n, a);
+  });
 }
 
-Outcome gehss(const System &s, const Settings &) {
-  std::vector<ruf_di> b = s.b;
-  const int n = s.n, nrhs = s.nrhs, ld = lead(s.n);
-  int info = 0;
-  DIGEHSS("N", &n, &nrhs, s.a.data(), &ld, b.data(), &ld, &info, 1);
-  return result("DIGEHSS(\"N\")", info, n, nrhs, std::move(b));
+Outcome gehss(const System &s, const Settings &set) {
+  return on_real_member(s, set, [&](auto tag) {
+    using W = typename decltype(tag)::type;
+    const std::vector<W> a = working_a<W>(s);
+    std::vector<W> b = working_b<W>(s);
+    const int n = s.n, nrhs = s.nrhs, ld = lead(s.n);
+    int info = 0;
+    RealOnly<W>::gehss("N", &n, &nrhs, a.data(), &ld, b.data(), &ld, &info, 1);
+    return result("GEHSS(\"N\")", info, n, nrhs, b);
+  });
 }
 
 // One right-hand side per call: the columns of B in turn, up to the first
 // failure. The routine leaves the rounding mode changed; run() restores it.
-Outcome gehbs(const System &s, const Settings &) {
-  std::vector<ruf_di> b = s.b;
-  const int n = s.n, ld = lead(s.n);
-  int info = 0;
-  for (int c = 0; c < s.nrhs && info == 0; ++c)
-    DIGEHBS("N", &n, s.a.data(), &ld, b.data() + s.index(0, c), &ld, &info, 1);
-  return result("DIGEHBS(\"N\") per column of B", info, n, s.nrhs, std::move(b));
+Outcome gehbs(const System &s, const Settings &set) {
+  return on_real_member(s, set, [&](auto tag) {
+    using W = typename decltype(tag)::type;
+    const std::vector<W> a = working_a<W>(s);
+    std::vector<W> b = working_b<W>(s);
+    const int n = s.n, ld = lead(s.n);
+    int info = 0;
+    for (int c = 0; c < s.nrhs && info == 0; ++c)
+      RealOnly<W>::gehbs("N", &n, a.data(), &ld, b.data() + s.index(0, c), &ld, &info, 1);
+    return result("GEHBS(\"N\") per column of B", info, n, s.nrhs, b);
+  });
 }
 
 // The regularity tests: a verdict and its figures as notes, no enclosure.
+// Their verdicts come from floating-point tests, not from proofs.
 std::string verdict(int n, int flag) {
   if (n == 0) return "none: the matrix is empty";
   return flag == 1 ? "regular" : flag == -1 ? "singular" : "undecided";
@@ -88,88 +227,104 @@ bool lapack_failed(int info) {
   return info > 0 && info != 1000;
 }
 
-Outcome gerbr(const System &s, const Settings &) {
-  const int n = s.n, ld = lead(s.n);
-  double r = std::numeric_limits<double>::quiet_NaN(); // stays NaN when not written
-  int flag = 0, info = 0;
-  DIGERBR(&n, s.a.data(), &ld, &r, &flag, &info);
-  Outcome o = result("DIGERBR", info, 0, 0, {});
-  if (lapack_failed(info)) o.meaning = "DGEEV did not converge: undecided";
-  if (info == 0 || lapack_failed(info)) o.notes.push_back({"verdict", verdict(n, flag)});
-  if (!std::isnan(r))
-    o.notes.push_back({"r", r});
-  else if (info == 0 && n > 0)
-    o.notes.push_back({"r", std::string("not computed: mid A is singular")});
-  return o;
+Outcome gerbr(const System &s, const Settings &set) {
+  return on_real_member(s, set, [&](auto tag) {
+    using W = typename decltype(tag)::type;
+    using T = typename Member<W>::real;
+    const std::vector<W> a = working_a<W>(s);
+    const int n = s.n, ld = lead(s.n);
+    T r = std::numeric_limits<T>::quiet_NaN(); // stays NaN when not written
+    int flag = 0, info = 0;
+    RealOnly<W>::gerbr(&n, a.data(), &ld, &r, &flag, &info);
+    Outcome o = result<W>("GERBR", info, 0, 0, {});
+    if (lapack_failed(info)) o.meaning = "the eigenvalues did not converge: undecided";
+    if (info == 0 || lapack_failed(info)) o.notes.push_back({"verdict", verdict(n, flag)});
+    if (!std::isnan(r))
+      o.notes.push_back({"r", static_cast<double>(r)});
+    else if (info == 0 && n > 0)
+      o.notes.push_back({"r", std::string("not computed: mid A is singular")});
+    return o;
+  });
 }
 
-Outcome gesvr(const System &s, const Settings &) {
-  const int n = s.n, ld = lead(s.n);
-  ruf_di sa{0, 0}, sd{0, 0};
-  int flag = 0, info = 0;
-  DIGESVR(&n, s.a.data(), &ld, &sa, &sd, &flag, &info);
-  Outcome o = result("DIGESVR", info, 0, 0, {});
-  if (lapack_failed(info)) o.meaning = "DGESVD did not converge: undecided";
-  if (info == 0 || lapack_failed(info)) o.notes.push_back({"verdict", verdict(n, flag)});
-  // A range the failure left uncomputed stays [0, 0].
-  if (n > 0 && info >= 0 && info != 1000) {
-    o.notes.push_back({"singular values of mid A", sa});
-    o.notes.push_back({"singular values of rad A", sd});
-  }
-  return o;
-}
-
-std::string number(double v) {
-  char buf[32];
-  std::snprintf(buf, sizeof buf, "%g", v);
-  return buf;
+Outcome gesvr(const System &s, const Settings &set) {
+  return on_real_member(s, set, [&](auto tag) {
+    using W = typename decltype(tag)::type;
+    const std::vector<W> a = working_a<W>(s);
+    const int n = s.n, ld = lead(s.n);
+    W sa{0, 0}, sd{0, 0};
+    int flag = 0, info = 0;
+    RealOnly<W>::gesvr(&n, a.data(), &ld, &sa, &sd, &flag, &info);
+    Outcome o = result<W>("GESVR", info, 0, 0, {});
+    if (lapack_failed(info)) o.meaning = "the singular values did not converge: undecided";
+    if (info == 0 || lapack_failed(info)) o.notes.push_back({"verdict", verdict(n, flag)});
+    // A range the failure left uncomputed stays [0, 0].
+    if (n > 0 && info >= 0 && info != 1000) {
+      o.notes.push_back({"singular values of mid A", widen(sa)});
+      o.notes.push_back({"singular values of rad A", widen(sd)});
+    }
+    return o;
+  });
 }
 
 // Preconditioning with the midpoint inverse, Gaussian elimination on the
 // preconditioned system for a starting box, then Gauss-Seidel sweeps from it.
 // A failed step ends the pipeline with its own info, named in the meaning.
 Outcome gemip_gegss(const System &s, const Settings &set) {
-  std::vector<ruf_di> a = s.a, b = s.b;
-  const int n = s.n, nrhs = s.nrhs, ld = lead(s.n);
-  const std::string gss =
-      "DIGEGSS(\"N\", eps = " + number(set.eps) + ", maxit = " + std::to_string(set.maxit) + ")";
-  int info = 0;
-  DIGEMIP(&n, &nrhs, a.data(), &ld, b.data(), &ld, &info);
-  if (info != 0) {
-    Outcome o = result("DIGEMIP", info, n, nrhs, std::move(b));
-    // A zero pivot k of the factorisation of mid A; 1 is also a failed inversion.
-    if (info > 0 && info != 1000)
-      o.meaning = "DIGEMIP: mid A is singular (zero pivot " + std::to_string(info) + ")" +
-                  (info == 1 ? " or could not be inverted" : "");
+  return on_member(s, set, [&](auto tag) {
+    using W = typename decltype(tag)::type;
+    using T = typename Member<W>::real;
+    const std::string code = Member<W>::code;
+    std::vector<W> a = working_a<W>(s), b = working_b<W>(s);
+    const int n = s.n, nrhs = s.nrhs, ld = lead(s.n);
+    const T eps = static_cast<T>(set.eps);
+    const std::string gss =
+        code + "GEGSS(\"N\", eps = " + number(eps) + ", maxit = " + std::to_string(set.maxit) + ")";
+    int info = 0;
+    Member<W>::gemip(&n, &nrhs, a.data(), &ld, b.data(), &ld, &info);
+    if (info != 0) {
+      Outcome o = result("GEMIP", info, n, nrhs, b);
+      // A zero pivot k of the factorisation of mid A; 1 is also a failed inversion.
+      if (info > 0 && info != 1000)
+        o.meaning = code + "GEMIP: mid A is singular (zero pivot " + std::to_string(info) + ")" +
+                    (info == 1 ? " or could not be inverted" : "");
+      return o;
+    }
+    std::vector<W> x0 = b;
+    Member<W>::gegas("N", &n, &nrhs, a.data(), &ld, x0.data(), &ld, &info, 1);
+    if (info != 0) {
+      Outcome o = result("GEMIP; " + code + "GEGAS(\"N\")", info, n, nrhs, x0);
+      if (info == 1) o.meaning = code + "GEGAS: no starting box (no usable pivot in R*A)";
+      return o;
+    }
+    int sweeps = set.maxit;
+    Member<W>::gegss("N", &n, &nrhs, a.data(), &ld, b.data(), &ld, x0.data(), &eps, &sweeps, &info,
+                     1);
+    Outcome o = result("GEMIP; " + code + "GEGAS(\"N\"); " + gss, info, n, nrhs, b);
+    if (info == 0 && n > 0 && nrhs > 0) {
+      // On exit the routine's maxit is the sweep that met the threshold, or
+      // maxit + 1 when every sweep ran (it wraps for the largest maxit).
+      const bool converged = sweeps >= 1 && sweeps <= set.maxit;
+      o.notes.push_back({"sweeps", static_cast<long long>(converged ? sweeps : set.maxit)});
+      o.notes.push_back({"stopped", std::string(converged ? "change below the threshold"
+                                                          : "sweep limit reached")});
+    }
     return o;
-  }
-  std::vector<ruf_di> x0 = b;
-  DIGEGAS("N", &n, &nrhs, a.data(), &ld, x0.data(), &ld, &info, 1);
-  if (info != 0) {
-    Outcome o = result("DIGEMIP; DIGEGAS(\"N\")", info, n, nrhs, std::move(x0));
-    if (info == 1) o.meaning = "DIGEGAS: no starting box (no usable pivot in R*A)";
-    return o;
-  }
-  int sweeps = set.maxit;
-  DIGEGSS("N", &n, &nrhs, a.data(), &ld, b.data(), &ld, x0.data(), &set.eps, &sweeps, &info, 1);
-  Outcome o = result("DIGEMIP; DIGEGAS(\"N\"); " + gss, info, n, nrhs, std::move(b));
-  if (info == 0 && n > 0 && nrhs > 0) {
-    // On exit the routine's maxit is the sweep that met the threshold, or
-    // maxit + 1 when every sweep ran (it wraps for the largest maxit).
-    const bool converged = sweeps >= 1 && sweeps <= set.maxit;
-    o.notes.push_back({"sweeps", static_cast<long long>(converged ? sweeps : set.maxit)});
-    o.notes.push_back(
-        {"stopped", std::string(converged ? "change below the threshold" : "sweep limit reached")});
-  }
-  return o;
+  });
 }
 
 Outcome gekws(const System &s, const Settings &set) {
-  std::vector<ruf_di> b = s.b;
-  const int n = s.n, nrhs = s.nrhs, ld = lead(s.n);
-  int info = 0;
-  DIGEKWS("N", &n, &nrhs, s.a.data(), &ld, b.data(), &ld, &set.eps, &info, 1);
-  return result("DIGEKWS(\"N\", eps = " + number(set.eps) + ")", info, n, nrhs, std::move(b));
+  return on_member(s, set, [&](auto tag) {
+    using W = typename decltype(tag)::type;
+    using T = typename Member<W>::real;
+    const std::vector<W> a = working_a<W>(s);
+    std::vector<W> b = working_b<W>(s);
+    const int n = s.n, nrhs = s.nrhs, ld = lead(s.n);
+    const T eps = static_cast<T>(set.eps);
+    int info = 0;
+    Member<W>::gekws("N", &n, &nrhs, a.data(), &ld, b.data(), &ld, &eps, &info, 1);
+    return result("GEKWS(\"N\", eps = " + number(eps) + ")", info, n, nrhs, b);
+  });
 }
 
 // ---- the registry ----------------------------------------------------------
@@ -188,34 +343,34 @@ constexpr InfoText kGehbsInfos[] = {
 };
 
 constexpr InfoText kGekwsInfos[] = {
-    {1, "not verified: ||I - R*A|| >= 1", false},
+    {1, "no contraction: ||I - R*A|| >= 1", false},
     {2, "mid A could not be inverted: R was not computed in this call", false},
 };
 
 constexpr std::span<const InfoText> kNoInfos{}; // 0, negatives and 1000 only
 
 const Method kMethods[] = {
-    {"gegas", "DIGEGAS", "interval Gaussian elimination, pivots of largest mignitude",
-     Kind::solution, EpsRule::unused, kGegasInfos, gegas},
-    {"trtrs", "DITRTRS", "substitution on the triangle of A chosen by --uplo", Kind::solution,
-     EpsRule::unused, kNoInfos, trtrs},
-    {"trtri", "DITRTRI", "inverse of the triangle of A chosen by --uplo", Kind::inverse,
-     EpsRule::unused, kNoInfos, trtri},
-    {"gehss", "DIGEHSS", "Householder triangularisation; back substitution on the transformed B",
-     Kind::solution, EpsRule::unused, kGehssInfos, gehss},
-    {"gehbs", "DIGEHBS", "H-matrix enclosure (Hansen-Bliek-Rohn), one column of B at a time",
-     Kind::solution, EpsRule::unused, kGehbsInfos, gehbs},
-    // Its positive infos come from DIGEMIP or DIGEGAS; the call names them.
-    {"gemip+gegss", "DIGEGSS",
+    {"gegas", "??GEGAS", "interval Gaussian elimination, pivots of largest mignitude",
+     Kind::solution, EpsRule::unused, true, kGegasInfos, gegas},
+    {"trtrs", "??TRTRS", "substitution on the triangle of A chosen by --uplo (that system only)",
+     Kind::solution, EpsRule::unused, true, kNoInfos, trtrs},
+    {"trtri", "??TRTRI", "inverse of the triangle of A chosen by --uplo (that triangle only)",
+     Kind::inverse, EpsRule::unused, true, kNoInfos, trtri},
+    {"gehss", "?IGEHSS", "Householder triangularisation; back substitution on the transformed B",
+     Kind::solution, EpsRule::unused, false, kGehssInfos, gehss},
+    {"gehbs", "?IGEHBS", "H-matrix enclosure (Hansen-Bliek-Rohn), one column of B at a time",
+     Kind::solution, EpsRule::unused, false, kGehbsInfos, gehbs},
+    // Its positive infos come from GEMIP or GEGAS; the call names them.
+    {"gemip+gegss", "??GEGSS",
      "midpoint-inverse preconditioning, then Gauss-Seidel sweeps from the Gaussian enclosure",
-     Kind::solution, EpsRule::positive, kNoInfos, gemip_gegss},
-    {"gekws", "DIGEKWS", "Krawczyk iteration with the midpoint inverse", Kind::solution,
-     EpsRule::nonnegative, kGekwsInfos, gekws},
+     Kind::solution, EpsRule::positive, true, kNoInfos, gemip_gegss},
+    {"gekws", "??GEKWS", "Krawczyk iteration with the midpoint inverse", Kind::solution,
+     EpsRule::nonnegative, true, kGekwsInfos, gekws},
     // A positive info is LAPACK's; the call names it.
-    {"gerbr", "DIGERBR", "regular/singular by a spectral radius", Kind::classification,
-     EpsRule::unused, kNoInfos, gerbr},
-    {"gesvr", "DIGESVR", "regularity test by singular values", Kind::classification,
-     EpsRule::unused, kNoInfos, gesvr},
+    {"gerbr", "?IGERBR", "regular/singular by a spectral radius (a floating-point test)",
+     Kind::classification, EpsRule::unused, false, kNoInfos, gerbr},
+    {"gesvr", "?IGESVR", "regularity test by singular values (a floating-point test)",
+     Kind::classification, EpsRule::unused, false, kNoInfos, gesvr},
 };
 
 void read_info(const Method &m, Outcome &o) {
@@ -237,16 +392,6 @@ void read_info(const Method &m, Outcome &o) {
   }
 }
 
-double largest_width(const std::vector<ruf_di> &values) {
-  double w = 0;
-  for (const ruf_di &x : values) {
-    const double d = D_WID(&x); // rounded up
-    if (std::isnan(d)) return std::numeric_limits<double>::quiet_NaN();
-    if (d > w) w = d;
-  }
-  return w;
-}
-
 } // namespace
 
 std::span<const Method> methods() {
@@ -259,6 +404,10 @@ const Method *find_method(std::string_view name) {
   return nullptr;
 }
 
+bool takes(const Method &m, Element e) {
+  return m.complex || e == Element::real;
+}
+
 Outcome run(const Method &method, const System &system, const Settings &settings) {
   Outcome o;
   {
@@ -266,7 +415,17 @@ Outcome run(const Method &method, const System &system, const Settings &settings
     o = method.call(system, settings);
   }
   read_info(method, o);
-  if (o.enclosure) o.largest_width = largest_width(o.values);
+  if (o.enclosure && method.kind != Kind::classification) {
+    o.largest_width = largest_width(o.values);
+    // A NaN anywhere is no result at all.
+    if (std::isnan(o.largest_width)) {
+      o.meaning = "ok, but the result holds NaN";
+      o.verdict = Verdict::not_verified;
+      o.why = "the result holds NaN";
+    } else {
+      judge(method, system, settings, o);
+    }
+  }
   return o;
 }
 
@@ -278,6 +437,18 @@ const char *kind_name(Kind kind) {
     return "inverse";
   case Kind::classification:
     return "classification";
+  }
+  return "?";
+}
+
+const char *element_name(Element e) {
+  switch (e) {
+  case Element::real:
+    return "real intervals";
+  case Element::rect:
+    return "complex rectangles";
+  case Element::disc:
+    return "complex discs";
   }
   return "?";
 }

@@ -23,6 +23,23 @@ std::string interval(const ruf_di &x) {
   return "[" + bound(x.inf) + ", " + bound(x.sup) + "]";
 }
 
+// An element as written in an input file.
+std::string element(const ruf_di &x) {
+  return interval(x);
+}
+std::string element(const ruf_zr &x) {
+  return interval(x.re) + " + " + interval(x.im) + "i";
+}
+std::string element(const ruf_zc &x) {
+  return "<" + bound(x.re) + (std::signbit(x.im) ? " - " : " + ") + bound(std::fabs(x.im)) + "i, " +
+         bound(x.rad) + ">";
+}
+
+// One element's width (a disc's diameter), rounded up.
+template <class E> double width(const E &x) {
+  return largest_width(Values(std::vector<E>{x}));
+}
+
 // Columns padded to their widest cell; right-aligned where asked.
 class Table {
 public:
@@ -52,31 +69,6 @@ private:
   std::vector<std::vector<std::string>> rows_;
 };
 
-// "[lo, hi]" cells of one section. The upper bounds line up, and when a
-// column holds negative numbers the others get a space where the sign would
-// be, so that digits of equal weight stand one above the other.
-class IntervalColumn {
-public:
-  void measure(const ruf_di &x) {
-    neg_lo_ = neg_lo_ || std::signbit(x.inf);
-    neg_hi_ = neg_hi_ || std::signbit(x.sup);
-    const std::size_t w = signed_bound(x.inf, neg_lo_).size();
-    if (w > lo_width_) lo_width_ = w;
-  }
-  std::string cell(const ruf_di &x) const {
-    const std::string lo = signed_bound(x.inf, neg_lo_) + ",";
-    return "[" + lo + std::string(lo_width_ + 2 - lo.size(), ' ') + signed_bound(x.sup, neg_hi_) +
-           "]";
-  }
-
-private:
-  static std::string signed_bound(double v, bool room) {
-    return (room && !std::signbit(v) ? " " : "") + bound(v);
-  }
-  bool neg_lo_ = false, neg_hi_ = false;
-  std::size_t lo_width_ = 0;
-};
-
 std::string note_value(const Note &n) {
   struct {
     std::string operator()(long long v) const { return std::to_string(v); }
@@ -87,32 +79,38 @@ std::string note_value(const Note &n) {
   return std::visit(visit, n.value);
 }
 
+const char *verdict_word(Verdict v) {
+  return v == Verdict::verified       ? "verified"
+         : v == Verdict::not_verified ? "not verified"
+         : v == Verdict::wrong        ? "wrong"
+                                      : "-";
+}
+
+bool shown(const Run &run) {
+  return run.outcome.enclosure && run.method->kind != Kind::classification;
+}
+
 void summary(std::FILE *out, const Report &r) {
-  Table t({false, true, false, false, false});
-  t.add({"method", "info", "meaning", "largest width", "call"});
+  Table t({false, true, false, false, false, false});
+  t.add({"method", "info", "meaning", "verdict", "largest width", "call"});
   for (const Run &run : r.runs) {
     const Outcome &o = run.outcome;
-    const std::string width = o.enclosure && run.method->kind != Kind::classification
-                                  ? short_number(o.largest_width)
-                                  : "-";
-    t.add({run.method->name, std::to_string(o.info), o.meaning, width, o.call});
+    const bool test = run.method->kind == Kind::classification;
+    t.add({run.method->name, std::to_string(o.info), o.meaning,
+           test ? "floating-point test" : verdict_word(o.verdict),
+           shown(run) ? short_number(o.largest_width) : "-", o.call});
   }
   t.print(out, "");
 }
 
 // Methods side by side per component: one block per right-hand side, each
-// component followed by every method's enclosure of it.
+// component followed by every method's result for it.
 void solutions(std::FILE *out, const Report &r) {
   std::vector<const Run *> runs;
   for (const Run &run : r.runs)
     if (run.method->kind == Kind::solution) runs.push_back(&run);
   const System &s = *r.system;
   if (runs.empty() || s.n == 0) return;
-  IntervalColumn column;
-  for (const Run *run : runs)
-    if (run->outcome.enclosure)
-      for (const ruf_di &x : run->outcome.values)
-        column.measure(x);
   for (int c = 0; c < s.nrhs; ++c) {
     std::fprintf(out, "\nsolution for column %d of B\n", c + 1);
     Table t({false, false, false, false});
@@ -123,13 +121,16 @@ void solutions(std::FILE *out, const Report &r) {
         const std::string label = first ? "x(" + std::to_string(i + 1) + ")" : "";
         first = false;
         const Outcome &o = run->outcome;
-        if (!o.enclosure) {
-          t.add(
-              {label, run->method->name, "no enclosure (info " + std::to_string(o.info) + ")", ""});
+        if (!shown(*run)) {
+          t.add({label, run->method->name, "none (info " + std::to_string(o.info) + ")", ""});
           continue;
         }
-        const ruf_di &x = o.values[s.index(i, c)];
-        t.add({label, run->method->name, column.cell(x), short_number(D_WID(&x))});
+        std::visit(
+            [&](const auto &v) {
+              const auto &x = v[s.index(i, c)];
+              t.add({label, run->method->name, element(x), short_number(width(x))});
+            },
+            o.values);
       }
     }
     t.print(out, "  ");
@@ -142,36 +143,40 @@ void inverses(std::FILE *out, const Report &r) {
     if (run.method->kind != Kind::inverse || r.system->n == 0) continue;
     const Outcome &o = run.outcome;
     std::fprintf(out, "\ninverse from %s, %s\n", run.method->name, o.call.c_str());
-    if (!o.enclosure) {
-      std::fprintf(out, "  no enclosure (info %d)\n", o.info);
+    if (!shown(run)) {
+      std::fprintf(out, "  none (info %d)\n", o.info);
       continue;
     }
-    IntervalColumn column;
-    for (const ruf_di &x : o.values)
-      column.measure(x);
     Table t({false, false, false});
-    for (int i = 0; i < o.rows; ++i) {
-      for (int j = 0; j < o.cols; ++j) {
-        const ruf_di &x = o.values[static_cast<std::size_t>(j) * static_cast<std::size_t>(o.rows) +
-                                   static_cast<std::size_t>(i)];
-        t.add({"X(" + std::to_string(i + 1) + "," + std::to_string(j + 1) + ")", column.cell(x),
-               short_number(D_WID(&x))});
-      }
-    }
+    std::visit(
+        [&](const auto &v) {
+          for (int i = 0; i < o.rows; ++i)
+            for (int j = 0; j < o.cols; ++j) {
+              const auto &x = v[static_cast<std::size_t>(j) * o.rows + i];
+              t.add({"X(" + std::to_string(i + 1) + "," + std::to_string(j + 1) + ")", element(x),
+                     short_number(width(x))});
+            }
+        },
+        o.values);
     t.print(out, "  ");
   }
 }
 
 void notes(std::FILE *out, const Report &r) {
+  Table t({false, false, false});
   bool any = false;
-  for (const Run &run : r.runs)
-    any = any || !run.outcome.notes.empty();
+  for (const Run &run : r.runs) {
+    if (!run.outcome.why.empty()) {
+      t.add({run.method->name, verdict_word(run.outcome.verdict), run.outcome.why});
+      any = true;
+    }
+    for (const Note &n : run.outcome.notes) {
+      t.add({run.method->name, n.key, note_value(n)});
+      any = true;
+    }
+  }
   if (!any) return;
   std::fprintf(out, "\nnotes\n");
-  Table t({false, false, false});
-  for (const Run &run : r.runs)
-    for (const Note &n : run.outcome.notes)
-      t.add({run.method->name, n.key, note_value(n)});
   t.print(out, "  ");
 }
 
@@ -202,21 +207,26 @@ std::string json_number(double v) {
   return bound(v);
 }
 
-std::string json_interval(const ruf_di &x) {
+std::string json_element(const ruf_di &x) {
   return "[" + json_number(x.inf) + ", " + json_number(x.sup) + "]";
+}
+std::string json_element(const ruf_zr &x) {
+  return "{\"re\": " + json_element(x.re) + ", \"im\": " + json_element(x.im) + "}";
+}
+std::string json_element(const ruf_zc &x) {
+  return "{\"centre\": [" + json_number(x.re) + ", " + json_number(x.im) +
+         "], \"radius\": " + json_number(x.rad) + "}";
 }
 
 // A column-major matrix as an array of rows.
-std::string json_matrix(const std::vector<ruf_di> &v, int rows, int cols, const char *indent) {
+template <class E>
+std::string json_matrix(const std::vector<E> &v, int rows, int cols, const char *indent) {
   if (rows == 0) return "[]";
   std::string out = "[";
   for (int i = 0; i < rows; ++i) {
     out += std::string(i ? ",\n" : "\n") + indent + "  [";
-    for (int j = 0; j < cols; ++j) {
-      if (j) out += ", ";
-      out += json_interval(v[static_cast<std::size_t>(j) * static_cast<std::size_t>(rows) +
-                             static_cast<std::size_t>(i)]);
-    }
+    for (int j = 0; j < cols; ++j)
+      out += (j ? ", " : "") + json_element(v[static_cast<std::size_t>(j) * rows + i]);
     out += "]";
   }
   return out + "\n" + indent + "]";
@@ -227,7 +237,7 @@ std::string json_note(const Note &n) {
     std::string operator()(long long v) const { return std::to_string(v); }
     std::string operator()(double v) const { return json_number(v); }
     std::string operator()(const std::string &v) const { return json_string(v); }
-    std::string operator()(const ruf_di &v) const { return json_interval(v); }
+    std::string operator()(const ruf_di &v) const { return json_element(v); }
   } visit;
   return std::visit(visit, n.value);
 }
@@ -240,12 +250,12 @@ std::string bound(double v) {
 
 void write_text(std::FILE *out, const Report &r) {
   const System &s = *r.system;
-  if (r.source.empty()) {
-    std::fprintf(out, "No file given: solving the built-in example (n = %d, nrhs = %d).\n", s.n,
-                 s.nrhs);
-  } else {
-    std::fprintf(out, "%s: n = %d, nrhs = %d\n", r.source.c_str(), s.n, s.nrhs);
-  }
+  const std::string what = "n = " + std::to_string(s.n) + ", nrhs = " + std::to_string(s.nrhs) +
+                           ", " + element_name(s.element());
+  if (r.source.empty())
+    std::fprintf(out, "No file given: solving the built-in example (%s).\n", what.c_str());
+  else
+    std::fprintf(out, "%s: %s\n", r.source.c_str(), what.c_str());
   if (!r.shown_input.empty()) std::fprintf(out, "\n%s\n", r.shown_input.c_str());
   std::fprintf(out, "\n");
   summary(out, r);
@@ -260,27 +270,42 @@ void write_json(std::FILE *out, const Report &r) {
   std::string j = "{\n";
   j += "  \"source\": " + (r.source.empty() ? std::string("null") : json_string(r.source)) + ",\n";
   j += "  \"builtin_example\": " + std::string(r.source.empty() ? "true" : "false") + ",\n";
+  j += "  \"elements\": " + json_string(element_name(s.element())) + ",\n";
   j += "  \"n\": " + std::to_string(s.n) + ",\n";
   j += "  \"nrhs\": " + std::to_string(s.nrhs) + ",\n";
-  j += "  \"a\": " + json_matrix(s.a, s.n, s.n, "  ") + ",\n";
-  j += "  \"b\": " + json_matrix(s.b, s.n, s.nrhs, "  ") + ",\n";
+  std::visit(
+      [&](const auto &d) {
+        j += "  \"a\": " + json_matrix(d.a, s.n, s.n, "  ") + ",\n";
+        j += "  \"b\": " + json_matrix(d.b, s.n, s.nrhs, "  ") + ",\n";
+      },
+      s.data);
   j += "  \"methods\": [";
   for (std::size_t k = 0; k < r.runs.size(); ++k) {
     const Run &run = r.runs[k];
     const Outcome &o = run.outcome;
-    const bool shown = o.enclosure && run.method->kind != Kind::classification;
     j += std::string(k ? ",\n" : "\n") + "    {\n";
     j += "      \"name\": " + json_string(run.method->name) + ",\n";
-    j += "      \"routine\": " + json_string(run.method->routine) + ",\n";
     j += "      \"kind\": " + json_string(kind_name(run.method->kind)) + ",\n";
     j += "      \"call\": " + json_string(o.call) + ",\n";
     j += "      \"info\": " + std::to_string(o.info) + ",\n";
     j += "      \"meaning\": " + json_string(o.meaning) + ",\n";
-    j += "      \"enclosure\": " +
-         (shown ? json_matrix(o.values, o.rows, o.cols, "      ") : std::string("null")) + ",\n";
-    j +=
-        "      \"largest_width\": " + (shown ? json_number(o.largest_width) : std::string("null")) +
-        ",\n";
+    j += "      \"verified\": " +
+         std::string(o.verdict == Verdict::none       ? "null"
+                     : o.verdict == Verdict::verified ? "true"
+                                                      : "false") +
+         ",\n";
+    j += "      \"verdict\": " +
+         (o.verdict == Verdict::none ? std::string("null") : json_string(verdict_word(o.verdict))) +
+         ",\n";
+    j += "      \"verdict_reason\": " + (o.why.empty() ? std::string("null") : json_string(o.why)) +
+         ",\n";
+    std::string enclosure = "null";
+    if (shown(run))
+      std::visit([&](const auto &v) { enclosure = json_matrix(v, o.rows, o.cols, "      "); },
+                 o.values);
+    j += "      \"enclosure\": " + enclosure + ",\n";
+    j += "      \"largest_width\": " +
+         (shown(run) ? json_number(o.largest_width) : std::string("null")) + ",\n";
     j += "      \"notes\": {";
     for (std::size_t m = 0; m < o.notes.size(); ++m)
       j += std::string(m ? ", " : "") + json_string(o.notes[m].key) + ": " + json_note(o.notes[m]);

@@ -7,6 +7,7 @@
 
 #include "methods.h"
 #include "system.h"
+#include "verify.h"
 
 namespace ruf_solve {
 
