@@ -10,7 +10,14 @@ program fortran_caller
     real(c_double) :: inf, sup
   end type di
 
+  ! A complex rectangle: real part, then imaginary part.
+  type, bind(c) :: zr
+    type(di) :: re, im
+  end type zr
+
   type(di) :: a(2, 2), b(2, 1), r, x, y
+  type(zr) :: za(1, 1), zb(1, 1)
+  real(c_double) :: eps
   integer(c_int) :: n, nrhs, lda, ldb, info
   integer :: passed = 0, failed = 0
 
@@ -37,6 +44,16 @@ program fortran_caller
   call check(info == 0 .and. b(1, 1)%inf < 1d0 / 11 .and. 1d0 / 11 < b(1, 1)%sup &
              .and. b(2, 1)%inf < 7d0 / 11 .and. 7d0 / 11 < b(2, 1)%sup &
              .and. b(1, 1)%sup - b(1, 1)%inf < 1d-8, 'digegas')
+
+  ! zrgekws, ([3.9, 4.1] + [0.9, 1.1]i) x = 1 + i: contains (1 + i)/(4 + i) = (5 + 3i)/17
+  n = 1; lda = 1; ldb = 1; eps = 1d-10
+  za(1, 1) = zr(di(3.9d0, 4.1d0), di(0.9d0, 1.1d0))
+  zb(1, 1) = zr(di(1d0, 1d0), di(1d0, 1d0))
+  call zrgekws('N', n, nrhs, za, lda, zb, ldb, eps, info)
+  call check(info == 0 .and. zb(1, 1)%re%inf < 5d0 / 17 .and. 5d0 / 17 < zb(1, 1)%re%sup &
+             .and. zb(1, 1)%im%inf < 3d0 / 17 .and. 3d0 / 17 < zb(1, 1)%im%sup &
+             .and. zb(1, 1)%re%sup - zb(1, 1)%re%inf < 0.1d0, 'zrgekws')
+  n = 2; lda = 2; ldb = 2
 
   ! A bad option reaches the error handler, not a crash: info = -1.
   call digegas('X', n, nrhs, a, lda, b, ldb, info)
