@@ -96,6 +96,15 @@ typedef struct ruf_array {
 #undef RUF_ROUTINE
 #include "ruf_interval/workspace.def" /* workspace module and ieee_flags */
 
+/* The saved variables of ?GEPPS and ?GEPSS: their symbols hold a '$', so C
+ * reaches them under ruf_interval_<routine>_<NAME> through an asm label. */
+#if defined(__GNUC__)
+#define RUF_SAVED(routine, NAME, type)                                                             \
+  extern RUF_API type ruf_interval_##routine##_##NAME __asm__("ruf_interval_" #routine "$" #NAME);
+#include "ruf_interval/saved.def"
+#undef RUF_SAVED
+#endif
+
 #ifdef __cplusplus
 }
 #endif

@@ -57,6 +57,20 @@ TEST(Exports, NamesAreUniqueAndSpelledConsistently) {
   }
 }
 
+// The hull solvers' saved variables, as data under their '$' names, the same
+// objects the header's declarations reach.
+TEST(Exports, SavedVariables) {
+  int count = 0;
+#define RUF_SAVED(routine, NAME, type)                                                             \
+  EXPECT_EQ(find("ruf_interval_" #routine "$" #NAME),                                              \
+            static_cast<const void *>(&ruf_interval_##routine##_##NAME))                           \
+      << #routine "$" #NAME;                                                                       \
+  ++count;
+#include "ruf_interval/saved.def"
+#undef RUF_SAVED
+  EXPECT_EQ(count, 6);
+}
+
 // Nothing outside the table leaks out under a wrapper-like name.
 TEST(Exports, InternalHelpersAreHidden) {
   EXPECT_EQ(find("threading_prologue"), nullptr);
