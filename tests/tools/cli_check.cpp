@@ -180,7 +180,8 @@ TEST(SolveCli, EveryMethodEnclosesTheExactSolution) {
       {"gegas", solution, 0, 0, 1e-13},      {"trtrs", lower_solution, 0, 0, 1e-13},
       {"trtri", lower_inverse, 0, 0, 1e-13}, {"gehss", solution, 2, 0, 1e-13},
       {"gehbs", solution, 0, 0, 0.5},        {"gemip+gegss", solution, 0, 0, 1e-13},
-      {"gekws", solution, 0, 1e-15, 1e-13},
+      {"gekws", solution, 0, 1e-15, 1e-13},  {"gepps", solution, 0, 0, 1e-13},
+      {"gepss", solution, 0, 0, 1e-13},
   };
   const std::string file = write_input(system_text());
 
@@ -189,7 +190,7 @@ TEST(SolveCli, EveryMethodEnclosesTheExactSolution) {
     const char *options;
     int sweeps;
     const char *stopped;
-  } runs[] = {{"--classify", 1, "change below the threshold"},
+  } runs[] = {{"--classify --hull", 1, "change below the threshold"},
               {"--method gemip+gegss --maxit 0", 0, "sweep limit reached"},
               {"--method gekws --eps 0", -1, nullptr}};
   for (const auto &run : runs) {
@@ -228,62 +229,30 @@ TEST(SolveCli, EveryMethodEnclosesTheExactSolution) {
       EXPECT_EQ(g.get<int>("notes.sweeps"), run.sweeps);
       EXPECT_EQ(g.get<std::string>("notes.stopped"), run.stopped);
     }
-    if (std::string(run.options) == "--classify") {
+    if (std::string(run.options) == "--classify --hull") {
       EXPECT_EQ(ran, registry());
     }
   }
 }
 
-// Complex systems: the element kind from the file, the member from
-// --precision, the results in the JSON as rectangles or discs; a method
-// that takes only real systems is refused when listed.
+// Complex systems: the member from the element kind and --precision, discs
+// in the JSON (rectangles are in the stored outputs); a method that takes
+// only real systems is refused when listed.
 TEST(SolveCli, ComplexSystemsInEitherPrecision) {
-  const std::string rect =
-      write_input("2 1 [3.9, 4.1] + [0.9, 1.1]i 1 - 0.5i 0.5i 3 1 + i 2 - 1.5i");
+  const std::string disc = write_input("1 1 <2 + 1i, 0.1> <3, 0.5>");
   for (const char *precision : {"double", "single"}) {
     const Outcome r =
-        ruf_solve(std::string("--json --method gekws --precision ") + precision + " " + rect);
+        ruf_solve(std::string("--json --method gegas --precision ") + precision + " " + disc);
     ASSERT_EQ(r.status, 0) << r.err;
     const ptree doc = json(r.out);
-    EXPECT_EQ(doc.get<std::string>("elements"), "complex rectangles");
-    const ptree &m = method(doc, "gekws");
-    EXPECT_EQ(m.get<std::string>("call").substr(0, 7), precision[0] == 'd' ? "ZRGEKWS" : "CRGEKWS");
-    EXPECT_TRUE(m.get<bool>("verified")) << m.get<std::string>("verdict_reason");
-    EXPECT_EQ(m.get_child("enclosure").front().second.front().second.get_child("im").size(), 2u);
+    EXPECT_EQ(doc.get<std::string>("elements"), "complex discs");
+    const ptree &m = method(doc, "gegas");
+    EXPECT_EQ(m.get<std::string>("call").substr(0, 7), precision[0] == 'd' ? "ZCGEGAS" : "CCGEGAS");
+    EXPECT_NO_THROW(m.get_child("enclosure").front().second.front().second.get<double>("radius"));
   }
-  const Outcome d = ruf_solve("--json --method gegas " + write_input("1 1 <2 + 1i, 0.1> <3, 0.5>"));
-  ASSERT_EQ(d.status, 0) << d.err;
-  const ptree disc = json(d.out);
-  const ptree &g = method(disc, "gegas");
-  EXPECT_EQ(g.get<std::string>("call"), "ZCGEGAS(\"N\")");
-  EXPECT_NO_THROW(g.get_child("enclosure").front().second.front().second.get<double>("radius"));
-  const Outcome refused = ruf_solve("--method gehss " + rect);
+  const Outcome refused = ruf_solve("--method gehss " + disc);
   EXPECT_EQ(refused.status, 2);
-  EXPECT_NE(refused.err.find("gehss does not take complex rectangles"), std::string::npos);
-}
-
-// Under the default rule [-1, 2]·[-3, 4] keeps the larger lower candidate and
-// the elimination misses the solution x1 = 6; the verdict says so. Under the
-// textbook rule the same call encloses it, and the verdict proves it.
-TEST(SolveCli, TheMultiplicationRuleShowsInTheVerdicts) {
-  // x1 = -a12·x2 with a12 in [-1, 2], x2 in [-3, 4]: the hull is [-8, 6]. The
-  // default rule's product keeps the larger lower candidate and loses 6,
-  // the solution at a12 = 2, x2 = -3; the textbook rule gives the hull, which
-  // no outer inclusion test can prove, being exact.
-  const std::string file = write_input("2 1  1 [-1, 2]  0 1  0 [-3, 4]");
-  for (const auto &[rule, verdict, upper] :
-       {std::tuple{"default", "wrong", 4.0}, {"textbook", "not verified", 6.0}}) {
-    const Outcome r =
-        ruf_solve(std::string("--json --method gegas --multiplication ") + rule + " " + file);
-    ASSERT_EQ(r.status, 0) << r.err;
-    const ptree doc = json(r.out);
-    const ptree &g = method(doc, "gegas");
-    EXPECT_EQ(g.get<std::string>("verdict"), verdict) << rule;
-    EXPECT_FALSE(g.get<bool>("verified")) << rule;
-    const auto x1 = enclosure(g)[0][0];
-    EXPECT_EQ(x1.first, -8.0) << rule;
-    EXPECT_EQ(x1.second, upper) << rule;
-  }
+  EXPECT_NE(refused.err.find("gehss does not take complex discs"), std::string::npos);
 }
 
 // Matrix Market input: the same system as a text file, and every malformed
@@ -353,7 +322,7 @@ TEST(SolveCli, ClassifyPrintsBothVerdictsInTheTables) {
           << r.out;
   }
   // The built-in example says so and shows every method.
-  const Outcome r = ruf_solve("--classify");
+  const Outcome r = ruf_solve("--classify --hull");
   EXPECT_NE(r.out.find("built-in example"), std::string::npos);
   for (const std::string &s : registry())
     EXPECT_NE(r.out.find("\n" + s + " "), std::string::npos) << s;
@@ -365,7 +334,7 @@ TEST(SolveCli, ClassifyPrintsBothVerdictsInTheTables) {
 #ifdef RUF_SOLVE_NO_MEMORY
 // LAPACK's xerbla_ would stop the program at the library's report.
 TEST(SolveCli, NoWorkspaceIsAnInfoNotAStop) {
-  const Outcome r = ruf_solve("--classify --json", "LD_PRELOAD='" RUF_SOLVE_NO_MEMORY "' ");
+  const Outcome r = ruf_solve("--classify --hull --json", "LD_PRELOAD='" RUF_SOLVE_NO_MEMORY "' ");
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.err, "");
   const ptree doc = json(r.out);

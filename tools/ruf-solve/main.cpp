@@ -38,7 +38,7 @@ constexpr const char *kExample =
 [2.9, 3.1])";
 
 constexpr const char *kSynopsis =
-    "usage: %s [--method NAME[,NAME...]] [--uplo L|U] [--eps E] [--maxit N] [--classify]\n"
+    "usage: %s [--method NAME[,NAME...]] [--uplo L|U] [--eps E] [--maxit N] [--classify] [--hull]\n"
     "       [--precision single|double] [--multiplication default|textbook] [--json]\n"
     "       [FILE | --mm A.mtx B.mtx [--radius R.mtx]]\n"
     "       %s --version\n";
@@ -65,6 +65,8 @@ void help() {
       "  --eps E        finite tolerance (default 1e-10) of %s\n"
       "  --maxit N      sweep limit of gemip+gegss, a whole number >= 0 (default 100)\n"
       "  --classify     also run the regularity tests (floating-point tests, not proofs)\n"
+      "  --hull         also bracket the exact hull of the solution set (real systems of\n"
+      "                 order at most 100), to show how far each enclosure is from it\n"
       "  --precision P  the members of precision P run: single or double (default)\n"
       "  --multiplication R\n"
       "                 the product of two intervals that both contain zero: default (the\n"
@@ -87,7 +89,9 @@ void help() {
   for (const Method &m : methods())
     std::printf("  %-12s %-8s %s%s%s\n", m.name, m.routine, m.summary,
                 m.complex ? "" : " (real systems)",
-                m.kind == Kind::classification ? " (--classify)" : "");
+                m.kind == Kind::classification ? " (--classify)"
+                : m.kind == Kind::hull         ? " (--hull)"
+                                               : "");
   std::printf("\nFILE: n and nrhs, then A and B row by row. An entry is [lo, hi] or a decimal\n"
               "number; complex entries are rectangles [a, b] + [c, d]i, discs <c, r> or\n"
               "<x + yi, r>, or numbers x + yi. '#' starts a comment. See docs/ruf-solve.md.\n");
@@ -170,7 +174,7 @@ void add_method(std::vector<const Method *> &list, const Method *m) {
 
 Options parse_options(int argc, char **argv) {
   Options o;
-  bool listed = false, classify = false;
+  bool listed = false, classify = false, hull = false;
   std::vector<const Method *> listed_methods;
   for (int i = 1; i < argc; ++i) {
     const std::string_view arg = argv[i];
@@ -185,6 +189,8 @@ Options parse_options(int argc, char **argv) {
       o.json = true;
     } else if (arg == "--classify") {
       classify = true;
+    } else if (arg == "--hull") {
+      hull = true;
     } else if (option_value(arg, "--method", i, argc, argv, value)) {
       listed = true;
       std::size_t start = 0;
@@ -236,8 +242,11 @@ Options parse_options(int argc, char **argv) {
     o.chosen = listed_methods;
   } else {
     for (const Method &m : methods())
-      if (m.kind != Kind::classification) o.chosen.push_back(&m);
+      if (m.kind != Kind::classification && m.kind != Kind::hull) o.chosen.push_back(&m);
   }
+  if (hull)
+    for (const Method &m : methods())
+      if (m.kind == Kind::hull) add_method(o.chosen, &m);
   if (classify)
     for (const Method &m : methods())
       if (m.kind == Kind::classification) add_method(o.chosen, &m);
@@ -329,6 +338,15 @@ int run_tool(int argc, char **argv) {
       return 2;
     }
   }
+
+  // The hull bounds solve linear programs with 4n rows: beyond a moderate
+  // order they would take hours and gigabytes.
+  for (const Method *m : chosen)
+    if (m->kind == Kind::hull && system.n > kMaxHullOrder) {
+      std::fprintf(stderr, "%s: %s takes systems of order at most %d, not %d\n", kProgram, m->name,
+                   kMaxHullOrder, system.n);
+      return 2;
+    }
 
   // The rule holds for the whole process, as RUF_MULTIPLICATION would.
   ruf_serv_set_multiplication(opt.multiplication);

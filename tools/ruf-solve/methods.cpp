@@ -37,10 +37,12 @@ template <class W> struct RealOnly;
 template <> struct RealOnly<ruf_si> {
   static constexpr auto gehss = SIGEHSS, gehbs = SIGEHBS;
   static constexpr auto gerbr = SIGERBR, gesvr = SIGESVR;
+  static constexpr auto gepps = SIGEPPS, gepss = SIGEPSS;
 };
 template <> struct RealOnly<ruf_di> {
   static constexpr auto gehss = DIGEHSS, gehbs = DIGEHBS;
   static constexpr auto gerbr = DIGERBR, gesvr = DIGESVR;
+  static constexpr auto gepps = DIGEPPS, gepss = DIGEPSS;
 };
 
 // A double number rounded to float toward -inf or +inf.
@@ -327,6 +329,56 @@ Outcome gekws(const System &s, const Settings &set) {
   });
 }
 
+// The hull of the solution set, endpoint by endpoint: both ends of every
+// component of every column of B, each a bracketed call. The result is the
+// outer box [inf L, sup U]; the notes give the inner one [sup L, inf U] (the
+// hull lies between the two) and the work the calls used. The first info
+// other than 0 ends the runs; info 1 (work limit) keeps a valid result.
+template <bool Orthants> Outcome hull(const System &s, const Settings &set) {
+  return on_real_member(s, set, [&](auto tag) {
+    using W = typename decltype(tag)::type;
+    using T = typename Member<W>::real;
+    const std::vector<W> a = working_a<W>(s), b = working_b<W>(s);
+    const int n = s.n, ld = lead(s.n);
+    const T eps = static_cast<T>(set.eps);
+    std::vector<W> outer(b.size()), inner(b.size());
+    int info = 0;
+    long long work = 0;
+    for (int c = 0; c < s.nrhs && (info == 0 || info == 1); ++c)
+      for (int k = 1; k <= n && (info == 0 || info == 1); ++k) {
+        W lo{}, hi{};
+        int status = 0;
+        for (const char *ul : {"L", "U"}) {
+          int maxit = set.hull_work;
+          (Orthants ? RealOnly<W>::gepps
+                    : RealOnly<W>::gepss)("N", &n, a.data(), &ld, b.data() + s.index(0, c), &k,
+                                          &eps, ul, &maxit, *ul == 'L' ? &lo : &hi, &status, 1, 1);
+          if (status < 0 || status >= 2) break;
+          work += maxit;
+          info = std::max(info, status);
+        }
+        if (status >= 2 || status < 0) info = status;
+        outer[s.index(k - 1, c)] = {lo.inf, hi.sup};
+        inner[s.index(k - 1, c)] = {lo.sup, hi.inf};
+      }
+    Outcome o = result(
+        std::string(Orthants ? "GEPPS" : "GEPSS") + "(\"N\", k, eps = " + number(eps) +
+            ", \"L\" and \"U\", maxit = " + std::to_string(set.hull_work) + ") per component",
+        info, n, s.nrhs, outer);
+    if (info == 0 || info == 1) {
+      for (int c = 0; c < s.nrhs; ++c)
+        for (int k = 0; k < n; ++k) {
+          const W &e = inner[s.index(k, c)];
+          o.notes.push_back({"inner x(" + std::to_string(k + 1) + ")" +
+                                 (s.nrhs > 1 ? " column " + std::to_string(c + 1) : ""),
+                             ruf_di{e.inf, e.sup}});
+        }
+      o.notes.push_back({Orthants ? "sub-problems" : "list steps", work});
+    }
+    return o;
+  });
+}
+
 // ---- the registry ----------------------------------------------------------
 
 constexpr InfoText kGegasInfos[] = {
@@ -345,6 +397,11 @@ constexpr InfoText kGehbsInfos[] = {
 constexpr InfoText kGekwsInfos[] = {
     {1, "no contraction: ||I - R*A|| >= 1", false},
     {2, "mid A could not be inverted: R was not computed in this call", false},
+};
+
+constexpr InfoText kHullInfos[] = {
+    {1, "work limit reached: a valid but wider bracket", true},
+    {2, "A not proven regular: the hull may be unbounded", false},
 };
 
 constexpr std::span<const InfoText> kNoInfos{}; // 0, negatives and 1000 only
@@ -366,6 +423,10 @@ const Method kMethods[] = {
      Kind::solution, EpsRule::positive, true, kNoInfos, gemip_gegss},
     {"gekws", "??GEKWS", "Krawczyk iteration with the midpoint inverse", Kind::solution,
      EpsRule::nonnegative, true, kGekwsInfos, gekws},
+    {"gepps", "?IGEPPS", "the exact hull, bracketed: linear programs over orthants", Kind::hull,
+     EpsRule::nonnegative, false, kHullInfos, hull<true>},
+    {"gepss", "?IGEPSS", "the exact hull, bracketed: branch and bound over boxes", Kind::hull,
+     EpsRule::nonnegative, false, kHullInfos, hull<false>},
     // A positive info is LAPACK's; the call names it.
     {"gerbr", "?IGERBR", "regular/singular by a spectral radius (a floating-point test)",
      Kind::classification, EpsRule::unused, false, kNoInfos, gerbr},
@@ -437,6 +498,8 @@ const char *kind_name(Kind kind) {
     return "inverse";
   case Kind::classification:
     return "classification";
+  case Kind::hull:
+    return "hull";
   }
   return "?";
 }

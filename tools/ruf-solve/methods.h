@@ -23,6 +23,7 @@ struct Settings {
   double eps = 1e-10;                   // tolerance of the iterative methods
   int maxit = 100;                      // sweep limit of the Gauss-Seidel refinement, >= 0
   Precision precision = Precision::dbl; // which member of each routine runs
+  int hull_work = 100000;               // maxit of each hull-bound call
 };
 
 // The --eps values a method's routine accepts. The routine would reject any
@@ -37,6 +38,7 @@ enum class Kind {
   solution,       // encloses X in A·X = B: an n×nrhs result
   inverse,        // encloses an inverse: an n×n result
   classification, // a verdict on A (regularity tests); selected by --classify
+  hull,           // the hull of the solution set, bracketed (n×nrhs); selected by --hull
 };
 
 // A fact a method reports besides its enclosure.

@@ -108,7 +108,7 @@ void summary(std::FILE *out, const Report &r) {
 void solutions(std::FILE *out, const Report &r) {
   std::vector<const Run *> runs;
   for (const Run &run : r.runs)
-    if (run.method->kind == Kind::solution) runs.push_back(&run);
+    if (run.method->kind == Kind::solution || run.method->kind == Kind::hull) runs.push_back(&run);
   const System &s = *r.system;
   if (runs.empty() || s.n == 0) return;
   for (int c = 0; c < s.nrhs; ++c) {

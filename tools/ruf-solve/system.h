@@ -37,5 +37,7 @@ struct System {
 // operations of some 20 ns each, so beyond this they would run for hours, and
 // a declared order is refused before anything is allocated for it.
 inline constexpr int kMaxOrder = 4096;
+// The largest order the hull bounds (--hull) take.
+inline constexpr int kMaxHullOrder = 100;
 
 } // namespace ruf_solve
