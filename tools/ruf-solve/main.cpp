@@ -353,6 +353,7 @@ int run_tool(int argc, char **argv) {
   Report report{source, opt.have_file || opt.json || !opt.mm_a.empty() ? "" : text, &system, {}};
   for (const Method *m : chosen)
     report.runs.push_back({m, run(*m, system, opt.settings)});
+  mark_hull_misses(report);
   if (opt.json) {
     write_json(stdout, report);
   } else {

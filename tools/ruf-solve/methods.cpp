@@ -365,6 +365,9 @@ template <bool Orthants> Outcome hull(const System &s, const Settings &set) {
         std::string(Orthants ? "GEPPS" : "GEPSS") + "(\"N\", k, eps = " + number(eps) +
             ", \"L\" and \"U\", maxit = " + std::to_string(set.hull_work) + ") per component",
         info, n, s.nrhs, outer);
+    o.inner.reserve(inner.size());
+    for (const W &e : inner)
+      o.inner.push_back({e.inf, e.sup});
     if (info == 0 || info == 1) {
       for (int c = 0; c < s.nrhs; ++c)
         for (int k = 0; k < n; ++k) {

@@ -69,6 +69,12 @@ struct Outcome {
   double largest_width = 0; // over values (a disc's diameter), rounded up; NaN when a bound is NaN
   Verdict verdict = Verdict::none;
   std::string why; // what the verdict rests on, or why none could be given
+  // The hull bounds: the inner box [sup L, inf U] (real systems, rows×cols).
+  std::vector<ruf_di> inner;
+  // Set when a hull ran: the components (column-major indices) whose
+  // enclosure provably misses part of the hull.
+  bool hull_checked = false;
+  std::vector<int> misses_hull;
 };
 
 // A positive info value of a method and what it leaves in the result array.

@@ -113,8 +113,11 @@ void solutions(std::FILE *out, const Report &r) {
   if (runs.empty() || s.n == 0) return;
   for (int c = 0; c < s.nrhs; ++c) {
     std::fprintf(out, "\nsolution for column %d of B\n", c + 1);
-    Table t({false, false, false, false});
-    t.add({"", "method", "enclosure", "width"});
+    bool marks = false;
+    for (const Run *run : runs)
+      marks = marks || run->outcome.hull_checked;
+    Table t({false, false, false, false, false});
+    t.add({"", "method", "enclosure", "width", marks ? "hull" : ""});
     for (int i = 0; i < s.n; ++i) {
       bool first = true;
       for (const Run *run : runs) {
@@ -122,13 +125,21 @@ void solutions(std::FILE *out, const Report &r) {
         first = false;
         const Outcome &o = run->outcome;
         if (!shown(*run)) {
-          t.add({label, run->method->name, "none (info " + std::to_string(o.info) + ")", ""});
+          t.add({label, run->method->name, "none (info " + std::to_string(o.info) + ")", "", ""});
           continue;
         }
         std::visit(
             [&](const auto &v) {
               const auto &x = v[s.index(i, c)];
-              t.add({label, run->method->name, element(x), short_number(width(x))});
+              std::string mark;
+              if (o.hull_checked) {
+                const int q = static_cast<int>(s.index(i, c));
+                bool miss = false;
+                for (const int m : o.misses_hull)
+                  miss = miss || m == q;
+                mark = miss ? "misses the hull" : "contains it";
+              }
+              t.add({label, run->method->name, element(x), short_number(width(x)), mark});
             },
             o.values);
       }
@@ -244,6 +255,23 @@ std::string json_note(const Note &n) {
 
 } // namespace
 
+void mark_hull_misses(Report &r) {
+  const Run *hull = nullptr;
+  for (const Run &run : r.runs)
+    if (!hull && run.method->kind == Kind::hull && shown(run)) hull = &run;
+  if (!hull) return;
+  const std::vector<ruf_di> &inner = hull->outcome.inner;
+  for (Run &run : r.runs) {
+    if (run.method->kind != Kind::solution || !shown(run)) continue;
+    const auto *x = std::get_if<std::vector<ruf_di>>(&run.outcome.values);
+    if (!x) continue;
+    run.outcome.hull_checked = true;
+    for (std::size_t q = 0; q < x->size() && q < inner.size(); ++q)
+      if ((*x)[q].inf > inner[q].inf || (*x)[q].sup < inner[q].sup)
+        run.outcome.misses_hull.push_back(static_cast<int>(q));
+  }
+}
+
 std::string bound(double v) {
   return format("%.17g", v);
 }
@@ -306,6 +334,15 @@ void write_json(std::FILE *out, const Report &r) {
     j += "      \"enclosure\": " + enclosure + ",\n";
     j += "      \"largest_width\": " +
          (shown(run) ? json_number(o.largest_width) : std::string("null")) + ",\n";
+    if (o.hull_checked) {
+      j += "      \"misses_hull\": [";
+      for (std::size_t m = 0; m < o.misses_hull.size(); ++m) {
+        const int q = o.misses_hull[m];
+        j += std::string(m ? ", " : "") + "[" + std::to_string(q % o.rows + 1) + ", " +
+             std::to_string(q / o.rows + 1) + "]";
+      }
+      j += "],\n";
+    }
     j += "      \"notes\": {";
     for (std::size_t m = 0; m < o.notes.size(); ++m)
       j += std::string(m ? ", " : "") + json_string(o.notes[m].key) + ": " + json_note(o.notes[m]);

@@ -23,6 +23,11 @@ struct Report {
   std::vector<Run> runs;
 };
 
+// After a hull-bound run: marks, in every other solution, the components that
+// provably miss the hull (a bound inside the hull's inner box lies on the
+// wrong side of a verified point of the solution set).
+void mark_hull_misses(Report &report);
+
 void write_text(std::FILE *out, const Report &report);
 void write_json(std::FILE *out, const Report &report);
 
