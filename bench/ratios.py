@@ -14,8 +14,12 @@ med = {}
 for b in json.loads(out)["benchmarks"]:
     if b.get("aggregate_name") != "median":
         continue
+    if "<Which::" not in b["run_name"]:
+        continue
     kind, rest = b["run_name"].split("<Which::")
     op, arg = rest.split(">/")
+    if arg not in ("0", "1"):
+        continue
     med[(kind.replace("BM_", ""), op, "mixed" if arg == "1" else "positive")] = b["ns_per_op"] * 1e9
 
 print("| operation | operands | a: wrapper | b: impl | c: inline | d: Boost | a/c | b/c | a/d |")
