@@ -12,7 +12,8 @@ function(ruf_add_interval_library target)
        ${RUF_SOURCE_DIR}/solvers/*.cpp)
   add_library(${target} SHARED ${sources})
   target_include_directories(${target}
-    PUBLIC $<BUILD_INTERFACE:${RUF_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
+    PUBLIC $<BUILD_INTERFACE:${RUF_SOURCE_DIR}/include> $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
+           $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>
     PRIVATE ${RUF_SOURCE_DIR})
   # Directed rounding is only meaningful if the compiler keeps every
   # operation where it was written: no folding under an assumed mode, no
@@ -22,6 +23,21 @@ function(ruf_add_interval_library target)
   # Calls between our own routines bind inside the library; the service
   # routines, xerbla_ and LAPACK stay interposable.
   target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions -Wl,--no-undefined)
+  # Only the table's names and the documented support symbols are exported:
+  # the version script is the routine table run through the preprocessor.
+  set(map ${CMAKE_CURRENT_BINARY_DIR}/${target}.map)
+  add_custom_command(
+    OUTPUT ${map}
+    COMMAND ${CMAKE_C_COMPILER} -E -P -I${RUF_SOURCE_DIR}/include ${RUF_SOURCE_DIR}/cmake/exports.map.c
+            -o ${map}
+    DEPENDS ${RUF_SOURCE_DIR}/cmake/exports.map.c ${RUF_SOURCE_DIR}/include/ruf_interval/routines.def
+            ${RUF_SOURCE_DIR}/include/ruf_interval/workspace.def
+            ${RUF_SOURCE_DIR}/include/ruf_interval/saved.def
+    COMMENT "Version script of ${target}")
+  add_custom_target(${target}_map DEPENDS ${map})
+  add_dependencies(${target} ${target}_map)
+  target_link_options(${target} PRIVATE -Wl,--version-script=${map})
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${map})
   target_link_libraries(${target} PUBLIC ruf_service PRIVATE ${LAPACK_LIBRARIES} m)
   # $ORIGIN: the installed product finds the service library beside it.
   set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} INSTALL_RPATH "$ORIGIN"

@@ -138,7 +138,7 @@ public:
 private:
   bool accept(int stat, Name name) {
     if (stat == 0 || stat == 2) return true;
-    *info_ = 1000;
+    *info_ = RUF_INFO_NO_WORKSPACE;
     xerbla_(name.text, info_, name.length);
     return false;
   }

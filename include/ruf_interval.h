@@ -17,8 +17,11 @@
 #ifndef RUF_INTERVAL_H
 #define RUF_INTERVAL_H
 
-#define RUF_INTERVAL_VERSION_MAJOR 0
-#define RUF_INTERVAL_VERSION_MINOR 1
+#include "ruf_interval/version.h"
+
+/* Status values callers test. */
+#define RUF_INFO_OK 0
+#define RUF_INFO_NO_WORKSPACE 1000 /* a workspace allocation failed */
 
 #if defined(__GNUC__)
 #define RUF_API __attribute__((visibility("default")))

@@ -58,7 +58,7 @@ inline bool record(void (*allocate)(void **, int *), void **p, int *info, frame:
   int stat = 0;
   allocate(p, &stat);
   if (stat == 0 || stat == 2) return true;
-  *info = 1000;
+  *info = RUF_INFO_NO_WORKSPACE;
   xerbla_(name.text, info, name.length);
   return false;
 }

@@ -6,6 +6,7 @@
 
 #include <dlfcn.h>
 
+#include <cstdio>
 #include <set>
 #include <string>
 #include <vector>
@@ -69,6 +70,53 @@ TEST(Exports, SavedVariables) {
 #include "ruf_interval/saved.def"
 #undef RUF_SAVED
   EXPECT_EQ(count, 6);
+}
+
+// The library's dynamic symbol table holds exactly the table's five
+// spellings of every routine, the workspace module, ieee_flags and the saved
+// variables: the version script lets nothing else out.
+TEST(Exports, NothingElseIsExported) {
+  std::set<std::string> want;
+  for (const Names &n : table())
+    for (const std::string s :
+         {std::string(n.upper), std::string(n.upper) + "_", std::string(n.lower),
+          std::string(n.lower) + "_", "ruf_interval_" + std::string(n.lower)})
+      want.insert(s);
+#define RUF_WS_ARRAY(code, T, size)                                                                \
+  for (const char *r : {"1", "2"})                                                                 \
+    for (const char *verb : {"allocate", "deallocate"})                                            \
+      want.insert(std::string("ruf_alloc_") + verb + "_" #code "_" + r + "_ruf");
+#define RUF_WS_RECORD(code, size)                                                                  \
+  want.insert("ruf_alloc_allocate_" #code "_0_ruf");                                               \
+  want.insert("ruf_alloc_deallocate_" #code "_0_ruf");
+#define RUF_MODULE_ROUTINE(name, ret, params) want.insert(#name);
+#include "ruf_interval/workspace.def"
+#undef RUF_WS_ARRAY
+#undef RUF_WS_RECORD
+#undef RUF_MODULE_ROUTINE
+#define RUF_SAVED(routine, NAME, type) want.insert("ruf_interval_" #routine "$" #NAME);
+#include "ruf_interval/saved.def"
+#undef RUF_SAVED
+  want.insert("RUF_INTERVAL_0"); // the version node
+
+  std::set<std::string> have;
+  std::FILE *p = popen("nm -D --defined-only '" RUF_LIBRARY_PATH "'", "r");
+  ASSERT_NE(p, nullptr);
+  char line[512];
+  while (std::fgets(line, sizeof line, p)) {
+    std::string s(line);
+    s = s.substr(s.find_last_of(' ') + 1);
+    s = s.substr(0, s.find_first_of("@\n"));
+    have.insert(s);
+  }
+  ASSERT_EQ(pclose(p), 0);
+  std::vector<std::string> extra, missing;
+  for (const std::string &s : have)
+    if (!want.count(s)) extra.push_back(s);
+  for (const std::string &s : want)
+    if (!have.count(s)) missing.push_back(s);
+  EXPECT_TRUE(extra.empty()) << extra.size() << " unexpected, first " << extra.front();
+  EXPECT_TRUE(missing.empty()) << missing.size() << " missing, first " << missing.front();
 }
 
 // Nothing outside the table leaks out under a wrapper-like name.

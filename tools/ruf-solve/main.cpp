@@ -183,7 +183,7 @@ Options parse_options(int argc, char **argv) {
       help();
       std::exit(0);
     } else if (arg == "--version") {
-      std::printf("%s %d.%d\n", kProgram, RUF_INTERVAL_VERSION_MAJOR, RUF_INTERVAL_VERSION_MINOR);
+      std::printf("%s %s\n", kProgram, RUF_INTERVAL_VERSION_STRING);
       std::exit(0);
     } else if (arg == "--json") {
       o.json = true;

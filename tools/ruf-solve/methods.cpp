@@ -226,7 +226,7 @@ std::string verdict(int n, int flag) {
 // LAPACK's count of unconverged values, passed on as info: the verdict is
 // then undecided.
 bool lapack_failed(int info) {
-  return info > 0 && info != 1000;
+  return info > 0 && info != RUF_INFO_NO_WORKSPACE;
 }
 
 Outcome gerbr(const System &s, const Settings &set) {
@@ -261,7 +261,7 @@ Outcome gesvr(const System &s, const Settings &set) {
     if (lapack_failed(info)) o.meaning = "the singular values did not converge: undecided";
     if (info == 0 || lapack_failed(info)) o.notes.push_back({"verdict", verdict(n, flag)});
     // A range the failure left uncomputed stays [0, 0].
-    if (n > 0 && info >= 0 && info != 1000) {
+    if (n > 0 && info >= 0 && info != RUF_INFO_NO_WORKSPACE) {
       o.notes.push_back({"singular values of mid A", widen(sa)});
       o.notes.push_back({"singular values of rad A", widen(sd)});
     }
@@ -287,7 +287,7 @@ Outcome gemip_gegss(const System &s, const Settings &set) {
     if (info != 0) {
       Outcome o = result("GEMIP", info, n, nrhs, b);
       // A zero pivot k of the factorisation of mid A; 1 is also a failed inversion.
-      if (info > 0 && info != 1000)
+      if (info > 0 && info != RUF_INFO_NO_WORKSPACE)
         o.meaning = code + "GEMIP: mid A is singular (zero pivot " + std::to_string(info) + ")" +
                     (info == 1 ? " or could not be inverted" : "");
       return o;
@@ -443,7 +443,7 @@ void read_info(const Method &m, Outcome &o) {
     o.enclosure = true;
   } else if (o.info < 0) {
     o.meaning = "argument " + std::to_string(-o.info) + " rejected";
-  } else if (o.info == 1000) {
+  } else if (o.info == RUF_INFO_NO_WORKSPACE) {
     o.meaning = "no workspace";
   } else {
     if (o.meaning.empty()) o.meaning = "unexpected status"; // a call may name it itself
