@@ -22,3 +22,5 @@ cmake -S "$src/tests/callers/consumer" -B "$build/consumer-check" -DCMAKE_PREFIX
       -DCMAKE_BUILD_RPATH="$prefix/lib" -DCMAKE_C_FLAGS="${san[*]}" >/dev/null
 cmake --build "$build/consumer-check" >/dev/null
 "$build/consumer-check/consumer"
+# The installed tool finds the libraries beside it, wherever the prefix is.
+"$prefix/bin/ruf-solve" --version >/dev/null
