@@ -22,7 +22,12 @@ function(ruf_add_interval_library target)
                          -fvisibility=hidden -fno-plt -Wall -Wextra -Werror ${ARG_OPTIMIZE})
   # Calls between our own routines bind inside the library; the service
   # routines, xerbla_ and LAPACK stay interposable.
-  target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions -Wl,--no-undefined)
+  target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions)
+  # Every import resolved at link time, except under clang's sanitizers, whose
+  # runtime comes with the executable.
+  if(NOT (RUF_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
+    target_link_options(${target} PRIVATE -Wl,--no-undefined)
+  endif()
   # Only the table's names and the documented support symbols are exported:
   # the version script is the routine table run through the preprocessor.
   set(map ${CMAKE_CURRENT_BINARY_DIR}/${target}.map)

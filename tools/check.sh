@@ -13,3 +13,7 @@ cmake --build "$build" -j2 --target ruf_interval ruf_service ruf-solve
 cmake -S . -B "$build" -DRUF_BUILD_TESTS=ON -DRUF_BUILD_BENCH=ON -DRUF_BUILD_EXAMPLES=ON "$@"
 cmake --build "$build" -j2
 ctest --test-dir "$build" -j2 --output-on-failure
+# A minute of fuzzing per harness when clang is there (tools/fuzz.sh).
+if command -v clang++ >/dev/null && [ -z "${RUF_NO_FUZZ:-}" ]; then
+  tools/fuzz.sh 60 "$build-fuzz"
+fi

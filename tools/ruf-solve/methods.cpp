@@ -21,8 +21,12 @@ template <class W> struct Member;
     using wide = Wide; /* the element at double precision */                                       \
     using real = T;                                                                                \
     static constexpr const char *code = #P;                                                        \
-    static constexpr auto gegas = P##GEGAS, trtrs = P##TRTRS, trtri = P##TRTRI;                    \
-    static constexpr auto gegss = P##GEGSS, gekws = P##GEKWS, gemip = P##GEMIP;                    \
+    static constexpr auto gegas = P##GEGAS;                                                        \
+    static constexpr auto trtrs = P##TRTRS;                                                        \
+    static constexpr auto trtri = P##TRTRI;                                                        \
+    static constexpr auto gegss = P##GEGSS;                                                        \
+    static constexpr auto gekws = P##GEKWS;                                                        \
+    static constexpr auto gemip = P##GEMIP;                                                        \
   };
 RUF_SOLVE_MEMBER(SI, ruf_si, ruf_di, float)
 RUF_SOLVE_MEMBER(DI, ruf_di, ruf_di, double)
@@ -35,14 +39,20 @@ RUF_SOLVE_MEMBER(ZC, ruf_zc, ruf_zc, double)
 // The routines only the real members have.
 template <class W> struct RealOnly;
 template <> struct RealOnly<ruf_si> {
-  static constexpr auto gehss = SIGEHSS, gehbs = SIGEHBS;
-  static constexpr auto gerbr = SIGERBR, gesvr = SIGESVR;
-  static constexpr auto gepps = SIGEPPS, gepss = SIGEPSS;
+  static constexpr auto gehss = SIGEHSS;
+  static constexpr auto gehbs = SIGEHBS;
+  static constexpr auto gerbr = SIGERBR;
+  static constexpr auto gesvr = SIGESVR;
+  static constexpr auto gepps = SIGEPPS;
+  static constexpr auto gepss = SIGEPSS;
 };
 template <> struct RealOnly<ruf_di> {
-  static constexpr auto gehss = DIGEHSS, gehbs = DIGEHBS;
-  static constexpr auto gerbr = DIGERBR, gesvr = DIGESVR;
-  static constexpr auto gepps = DIGEPPS, gepss = DIGEPSS;
+  static constexpr auto gehss = DIGEHSS;
+  static constexpr auto gehbs = DIGEHBS;
+  static constexpr auto gerbr = DIGERBR;
+  static constexpr auto gesvr = DIGESVR;
+  static constexpr auto gepps = DIGEPPS;
+  static constexpr auto gepss = DIGEPSS;
 };
 
 // A double number rounded to float toward -inf or +inf.
