@@ -4,7 +4,8 @@
 # caller is not root).
 set -euo pipefail
 packages=(cmake make g++ gfortran pkg-config liblapack-dev libgtest-dev libgmock-dev
-          libbenchmark-dev libmpfr-dev libgmp-dev libboost-dev libflint-arb-dev python3 help2man clang libclang-rt-14-dev)
+          libbenchmark-dev libmpfr-dev libgmp-dev libboost-dev libflint-arb-dev python3 python3-numpy python3-pytest help2man clang
+          libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
