@@ -31,13 +31,12 @@ function(ruf_add_interval_library target)
   # Only the table's names and the documented support symbols are exported:
   # the version script is the routine table run through the preprocessor.
   set(map ${CMAKE_CURRENT_BINARY_DIR}/${target}.map)
+  file(GLOB table CONFIGURE_DEPENDS ${RUF_SOURCE_DIR}/include/ruf_interval/*.def)
   add_custom_command(
     OUTPUT ${map}
     COMMAND ${CMAKE_C_COMPILER} -E -P -I${RUF_SOURCE_DIR}/include ${RUF_SOURCE_DIR}/cmake/exports.map.c
             -o ${map}
-    DEPENDS ${RUF_SOURCE_DIR}/cmake/exports.map.c ${RUF_SOURCE_DIR}/include/ruf_interval/routines.def
-            ${RUF_SOURCE_DIR}/include/ruf_interval/workspace.def
-            ${RUF_SOURCE_DIR}/include/ruf_interval/saved.def
+    DEPENDS ${RUF_SOURCE_DIR}/cmake/exports.map.c ${table}
     COMMENT "Version script of ${target}")
   add_custom_target(${target}_map DEPENDS ${map})
   add_dependencies(${target} ${target}_map)

@@ -21,6 +21,13 @@ void cgetri_(const int *n, ruf_c *a, const int *lda, const int *ipiv, ruf_c *wor
 void zgetri_(const int *n, ruf_z *a, const int *lda, const int *ipiv, ruf_z *work, const int *lwork,
              int *info);
 
+// Matrix products (BLAS), for the fast verified solver; its error bounds hold
+// whatever order and rounding the BLAS uses.
+void dgemm_(const char *transa, const char *transb, const int *m, const int *n, const int *k,
+            const double *alpha, const double *a, const int *lda, const double *b, const int *ldb,
+            const double *beta, double *c, const int *ldc, std::size_t transa_len,
+            std::size_t transb_len);
+
 // Eigenvalues of a general matrix.
 void sgeev_(const char *jobvl, const char *jobvr, const int *n, float *a, const int *lda, float *wr,
             float *wi, float *vl, const int *ldvl, float *vr, const int *ldvr, float *work,

@@ -187,8 +187,9 @@ def solve(A, B, method="gegas", eps=1e-10, maxit=100, raise_info=False):
     """Encloses the solutions of A X = B; returns (X, info).
 
     method: "gegas", "trtrs" (lower triangle), "gekws", "gemip+gegss" (all
-    members), "gehbs", "gehss", "hull" (DIGEPPS per component and side: the
-    outer box of the exact hull) for real ones. With raise_info, a positive
+    members), "vsv" (the fast verified solver), "gehbs", "gehss", "hull"
+    (DIGEPPS per component and side: the outer box of the exact hull) for
+    real ones. With raise_info, a positive
     info raises SolverInfo."""
     A = _fortran(A, np.asarray(A).dtype)
     dtype = A.dtype
@@ -229,6 +230,10 @@ def solve(A, B, method="gegas", eps=1e-10, maxit=100, raise_info=False):
                 routine = f"{member}GEGSS"
                 call(routine, b"N", N, NRHS, _ptr(a), LD, _ptr(X), LD, _ptr(x0),
                      ctypes.byref(ctol), ctypes.byref(sweeps), ctypes.byref(info), 1)
+    elif method == "vsv" and member in ("SI", "DI"):
+        approx = np.zeros((max(1, n), nrhs), dtype=_REAL[dtype], order="F")
+        call(routine, b"N", N, NRHS, _ptr(A), LD, _ptr(X), LD, _ptr(approx), LD,
+             ctypes.byref(info), 1)
     elif method in ("gehbs", "gehss") and member in ("SI", "DI"):
         if method == "gehss":
             call(routine, b"N", N, NRHS, _ptr(A), LD, _ptr(X), LD, ctypes.byref(info), 1)

@@ -339,6 +339,7 @@ template <class E> struct Solvers;
     static constexpr auto gehss = &p##gehss, gehbs = &p##gehbs, geszi = &p##geszi;                 \
     static constexpr auto gerbr = &p##gerbr, gesvr = &p##gesvr;                                    \
     static constexpr auto gepss = &p##gepss, gepps = &p##gepps;                                    \
+    static constexpr auto gevsv = &p##gevsv;                                                       \
   };
 #define RUF_TEST_COMPLEX(P, p, E)                                                                  \
   template <> struct Solvers<E> { RUF_TEST_COMMON(P, p, E) };

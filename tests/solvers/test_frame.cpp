@@ -28,7 +28,7 @@ using namespace ruf_test;
 // the routine takes them.
 template <class E> struct Args {
   std::string opt[3] = {"N", "N", "N"};
-  int n = 3, nrhs = 2, lda = 3, ldb = 3, k = 1;
+  int n = 3, nrhs = 2, lda = 3, ldb = 3, ldx = 3, k = 1;
   bool zero_maxit = false;
   Real<E> eps = Real<E>(1e-6);
 };
@@ -54,8 +54,9 @@ enum class Rule {
   lead_b,
   eps_positive,
   eps_nonnegative,
-  component, // 1 <= k <= max(1, n)
-  work_limit // maxit >= 1
+  component,  // 1 <= k <= max(1, n)
+  work_limit, // maxit >= 1
+  lead_x      // the approximation's leading dimension: >= max(1, n)
 };
 struct ArgRule {
   Rule rule;
@@ -285,6 +286,30 @@ template <class E> std::vector<Method<E>> methods() {
     pss.insert(pss.end(), vertex.begin(), vertex.end());
     pss.push_back("#96");
     m.push_back({"GEPSS", hull_rules, pss, hull_call(S::gepss), 1 << 30, point_b, true});
+    // The fast verified solver: eight n x n and twelve n x nrhs double
+    // arrays, the pivots, getri's work, two vectors.
+    std::vector<std::string> vsv(8, "#72");
+    vsv.insert(vsv.end(), 12, "#48");
+    for (const char *c : {"#12", "#1536", "#24", "#24"})
+      vsv.push_back(c);
+    m.push_back({"GEVSV",
+                 {{Rule::option, 1, "NnTtCc"},
+                  {Rule::order, 2},
+                  {Rule::count, 3},
+                  {Rule::lead_a, 5},
+                  {Rule::lead_b, 7},
+                  {Rule::lead_x, 9}},
+                 vsv,
+                 [opt](const A &c, D &d) {
+                   int info = 99;
+                   std::vector<Real<E>> x(9);
+                   S::gevsv(opt(c, 0), &c.n, &c.nrhs, d.a.data(), &c.lda, d.b.data(), &c.ldb,
+                            x.data(), &c.ldx, &info, 1);
+                   return info;
+                 },
+                 1 << 30,
+                 point_b,
+                 true});
   }
   return m;
 }
@@ -344,6 +369,8 @@ std::vector<std::pair<std::string, std::function<void(Args<E> &)>>> bends(const 
     return {{"eps 0", [](A &c) { c.eps = 0; }},
             {"eps NaN", [nan](A &c) { c.eps = nan; }},
             {"eps < 0, n 0", [](A &c) { c.eps = -1, c.n = 0; }}};
+  case Rule::lead_x:
+    return {{"ldx < n", [](A &c) { c.ldx = 2; }}, {"ldx 0, n 0", [](A &c) { c.ldx = 0, c.n = 0; }}};
   case Rule::component:
     return {{"k 0", [](A &c) { c.k = 0; }}, {"k > n", [](A &c) { c.k = 4; }}};
   case Rule::work_limit:

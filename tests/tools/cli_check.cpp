@@ -182,7 +182,7 @@ TEST(SolveCli, EveryMethodEnclosesTheExactSolution) {
       {"trtri", lower_inverse, 0, 0, 1e-13}, {"gehss", solution, 2, 0, 1e-13},
       {"gehbs", solution, 0, 0, 0.5},        {"gemip+gegss", solution, 0, 0, 1e-13},
       {"gekws", solution, 0, 1e-15, 1e-13},  {"gepps", solution, 0, 0, 1e-13},
-      {"gepss", solution, 0, 0, 1e-13},
+      {"gepss", solution, 0, 0, 1e-13},      {"vsv", solution, 0, 0, 1e-13},
   };
   const std::string file = write_input(system_text());
 

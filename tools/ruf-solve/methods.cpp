@@ -45,6 +45,7 @@ template <> struct RealOnly<ruf_si> {
   static constexpr auto gesvr = SIGESVR;
   static constexpr auto gepps = SIGEPPS;
   static constexpr auto gepss = SIGEPSS;
+  static constexpr auto gevsv = SIGEVSV;
 };
 template <> struct RealOnly<ruf_di> {
   static constexpr auto gehss = DIGEHSS;
@@ -53,6 +54,7 @@ template <> struct RealOnly<ruf_di> {
   static constexpr auto gesvr = DIGESVR;
   static constexpr auto gepps = DIGEPPS;
   static constexpr auto gepss = DIGEPSS;
+  static constexpr auto gevsv = DIGEVSV;
 };
 
 // A double number rounded to float toward -inf or +inf.
@@ -339,6 +341,21 @@ Outcome gekws(const System &s, const Settings &set) {
   });
 }
 
+// The fast verified solver; info 1 leaves no enclosure (the entire line).
+Outcome vsv(const System &s, const Settings &set) {
+  return on_real_member(s, set, [&](auto tag) {
+    using W = typename decltype(tag)::type;
+    using T = typename Member<W>::real;
+    const std::vector<W> a = working_a<W>(s);
+    std::vector<W> b = working_b<W>(s);
+    std::vector<T> x(b.size() > 0 ? b.size() : 1);
+    const int n = s.n, nrhs = s.nrhs, ld = lead(s.n);
+    int info = 0;
+    RealOnly<W>::gevsv("N", &n, &nrhs, a.data(), &ld, b.data(), &ld, x.data(), &ld, &info, 1);
+    return result("GEVSV(\"N\")", info, n, nrhs, b);
+  });
+}
+
 // The hull of the solution set, endpoint by endpoint: both ends of every
 // component of every column of B, each a bracketed call. The result is the
 // outer box [inf L, sup U]; the notes give the inner one [sup L, inf U] (the
@@ -412,6 +429,10 @@ constexpr InfoText kGekwsInfos[] = {
     {2, "mid A could not be inverted: R was not computed in this call", false},
 };
 
+constexpr InfoText kVsvInfos[] = {
+    {1, "not verified: A too ill-conditioned or too wide for the proof", false},
+};
+
 constexpr InfoText kHullInfos[] = {
     {1, "work limit reached: a valid but wider bracket", true},
     {2, "A not proven regular: the hull may be unbounded", false},
@@ -436,6 +457,8 @@ const Method kMethods[] = {
      Kind::solution, EpsRule::positive, true, kNoInfos, gemip_gegss},
     {"gekws", "??GEKWS", "Krawczyk iteration with the midpoint inverse", Kind::solution,
      EpsRule::nonnegative, true, kGekwsInfos, gekws},
+    {"vsv", "?IGEVSV", "fast verified solver: BLAS products, proven by a residual inclusion test",
+     Kind::solution, EpsRule::unused, false, kVsvInfos, vsv},
     {"gepps", "?IGEPPS", "the exact hull, bracketed: linear programs over orthants", Kind::hull,
      EpsRule::nonnegative, false, kHullInfos, hull<true>},
     {"gepss", "?IGEPSS", "the exact hull, bracketed: branch and bound over boxes", Kind::hull,
