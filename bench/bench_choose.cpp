@@ -99,6 +99,14 @@ const std::vector<std::pair<std::string, std::pair<Solve, int>>> &methods() {
           return info;
         },
         64}},
+      {"vsv",
+       {[](const System &s, std::vector<ruf_di> &x) {
+          int n = s.n, one = 1, info;
+          std::vector<double> approx(n);
+          digevsv("N", &n, &one, s.a.data(), &n, x.data(), &n, approx.data(), &n, &info, 1);
+          return info;
+        },
+        256}},
       {"gepps (hull)", {gepps_box, 16}},
   };
   return m;

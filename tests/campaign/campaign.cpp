@@ -5,7 +5,8 @@
 // its solution must lie in the method's result. A miss is re-run under the
 // textbook multiplication rule: if it encloses then, the default rule's
 // product of two zero-straddling intervals explains it; the other documented
-// behaviours (the double Householder back substitution, the H-matrix
+// behaviours (the Householder back substitution of the double member and the
+// square roots in the caller's rounding of both, the H-matrix
 // correction step and the Krawczyk start radius in floating point, the double
 // rectangles' quotient, the disc arithmetic's centres without error terms,
 // single-precision moduli and unrounded intersection) explain the misses of
@@ -83,7 +84,9 @@ template <class E> std::pair<IMat<E>, int> run(Method m, IMat<E> a, IMat<E> b) {
 // The behaviour of a member's method that, documented, can lose solutions
 // whatever the multiplication rule; empty when there is none.
 template <class E> const char *documented_loss(Method m) {
-  if (m == Method::gehss && sizeof(Real<E>) == 8) return "the double Householder back substitution";
+  if (m == Method::gehss)
+    return sizeof(Real<E>) == 8 ? "the double Householder back substitution"
+                                : "the Householder square roots in the caller's rounding";
   // The H-matrix bound's correction step and the Krawczyk start radius are
   // formed in floating point without directed rounding.
   if (m == Method::gehbs) return "the H-matrix correction step";
