@@ -192,7 +192,15 @@ void gevsv(const char *trans, const int *n_, const int *nrhs_, const typename M:
         w.absx.data()[q] = std::fabs(w.x.data()[q]);
       gemm(n, n, n, w.r.data(), w.am.data(), w.p.data());
       gemm(n, n, n, w.absr.data(), w.tmp.data(), w.s.data());
-      gemm(n, n, n, w.absr.data(), w.ar.data(), w.t.data());
+      // |R|·Ar, when A has radii at all (point data skip one product).
+      bool point = true;
+      for (std::ptrdiff_t q = 0; q < nn && point; ++q)
+        point = w.ar.data()[q] == 0;
+      if (point)
+        for (std::ptrdiff_t q = 0; q < nn; ++q)
+          w.t.data()[q] = 0;
+      else
+        gemm(n, n, n, w.absr.data(), w.ar.data(), w.t.data());
       // The residual's midpoint in twice the working precision, row by row.
       for (int c = 0; c < nrhs; ++c)
         for (int i = 0; i < n; ++i)
