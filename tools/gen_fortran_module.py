@@ -23,7 +23,8 @@ TYPES = {
     "ruf_c": "complex(c_float_complex)", "ruf_z": "complex(c_double_complex)",
 }
 ELEMENTS = {"ruf_si", "ruf_di", "ruf_cr", "ruf_zr", "ruf_cc", "ruf_zc"}
-# In the solvers these element arguments are arrays; every other one is a scalar.
+# In the solvers these arguments are arrays (of elements, or of reals for the
+# fast verified solver's approximation); every other one is a scalar.
 ARRAYS = {"a", "b", "x"}
 
 HEADER = """\
@@ -82,7 +83,8 @@ def declaration(ctype, name, solver):
         return f"character(len=*), intent(in) :: {name}"
     if base not in TYPES:
         raise SystemExit(f"no Fortran type for C type '{ctype}' ({name})")
-    dims = "(*)" if solver and base in ELEMENTS and name in ARRAYS else ""
+    array = base in ELEMENTS or base in ("float", "double")
+    dims = "(*)" if solver and array and name in ARRAYS else ""
     intent = "in" if const else "inout"
     return f"{TYPES[base]}, intent({intent}) :: {name}{dims}"
 
