@@ -82,6 +82,34 @@ TYPED_TEST(Vsv, EnclosesExactSolutionsWhateverTheBlasErr) {
   g_worst_dgemm = false;
 }
 
+// Orders large enough for a threaded BLAS to split its products (CTest runs
+// this program again under OpenBLAS with two threads when it is installed).
+// b = A·x is formed exactly: entries of A are multiples of 2^-8 below 1 off
+// the diagonal, x holds small integers.
+TYPED_TEST(Vsv, LargeSystemsEncloseTheirExactSolution) {
+  using E = TypeParam;
+  Dyadic g(test_seed() + 2);
+  for (const int n : {150, 300}) {
+    SCOPED_TRACE(n);
+    std::vector<double> x(n);
+    for (double &v : x)
+      v = g.integer(-8, 8);
+    const IMat<E> a = generated<E>(n, n, [&](int i, int j) {
+      return pt<E>(i == j ? double(n) : g.integer(-255, 255) * 0x1p-8);
+    });
+    const IMat<E> b = generated<E>(n, 1, [&](int i, int) {
+      double s = 0;
+      for (int j = 0; j < n; ++j)
+        s += double(a(i, j).inf) * x[j];
+      return pt<E>(s);
+    });
+    const auto [got, info] = vsv(a, b);
+    ASSERT_EQ(info, 0);
+    for (int i = 0; i < n; ++i)
+      EXPECT_TRUE(got(i, 0).inf <= x[i] && x[i] <= got(i, 0).sup) << "component " << i;
+  }
+}
+
 TYPED_TEST(Vsv, PointSystemsAreFewUnitsWideAndIllConditionedOnesRefused) {
   using E = TypeParam;
   using T = Real<E>;
