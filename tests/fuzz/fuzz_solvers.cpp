@@ -5,6 +5,7 @@
 // must return a negative info and touch nothing; an accepted one must return
 // an info the routine documents. Left out: GESZI, which iterates without a
 // limit by design; GEKWS gets tolerances that end its loop quickly.
+#include <dlfcn.h>
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <cfenv>
@@ -17,12 +18,34 @@
 #include <functional>
 #include <initializer_list>
 #include <limits>
+#include <unordered_set>
 #include <vector>
 
 #include "ruf_interval.h"
 
 // Reports go nowhere: the harness reads info.
 extern "C" void xerbla_(const char *, const int *, int) {}
+
+// The workspace blocks alive, so that what a routine keeps on purpose (some
+// returns do not release their workspace) is released after each call
+// instead of piling up over millions of runs.
+namespace {
+std::unordered_set<void *> g_blocks;
+template <class F> F service(const char *name) {
+  return reinterpret_cast<F>(dlsym(RTLD_NEXT, name));
+}
+} // namespace
+extern "C" void *ruf_serv_allocate(std::int64_t bytes) {
+  static const auto real = service<void *(*)(std::int64_t)>("ruf_serv_allocate");
+  void *p = real(bytes);
+  if (p != nullptr) g_blocks.insert(p);
+  return p;
+}
+extern "C" void ruf_serv_deallocate(void *address) {
+  static const auto real = service<void (*)(void *)>("ruf_serv_deallocate");
+  g_blocks.erase(address);
+  real(address);
+}
 
 namespace {
 
@@ -298,6 +321,8 @@ template <class E> void fuzz(FuzzedDataProvider &in, const std::vector<Solver<E>
         if (!(std::fabs(e.inf) <= 1e6) || !(std::fabs(e.sup) <= 1e6)) e = {0, 0};
   const std::vector<E> a0 = a, b0 = b, x0 = x, r0 = r;
   const int info = s.call(c, a, b, x, r);
+  while (!g_blocks.empty())
+    ruf_serv_deallocate(*g_blocks.begin());
   g_info = info;
   bool rejected = info < 0;
   if (!s.rejects.empty())
