@@ -13,7 +13,8 @@
 //      direction and every summation order, so worker threads of a parallel
 //      BLAS that do not share the caller's rounding mode change nothing) and
 //      eta = 2^-1074 per product for underflow; |P|·|Q| is itself a dgemm,
-//      bounded above through (fl(|P|·|Q|) + k·eta) / (1 - g_k);
+//      bounded above through (fl(|P|·|Q|) + k·eta) / (1 - g_k); C's radius
+//      takes one such product, |R|·(g_n·|Am| + Ar);
 //   4. the error e = X - X~ of every solution satisfies e = z + C·e: with
 //      Y = <0, y>, |zm| + zr + |C|·y < y (componentwise, rounded up) proves
 //      every matrix of [A] regular and e inside <zm, zr + |C|·y>; y starts at
@@ -180,27 +181,25 @@ void gevsv(const char *trans, const int *n_, const int *nrhs_, const typename M:
 
   bool proven = inverted;
   if (proven) {
-    // 3. The products: p = R·Am, s = |R|·|Am|, t = |R|·Ar; q = Am·X~,
-    // u = |Am|·|X~|, v = Ar·|X~|.
+    // 3. The products: p = R·Am and s = |R|·t with t = g·|Am| + Ar rounded
+    // up, one product for both parts of C's radius (the rounding error
+    // g·|R|·|Am| of p and |R|·Ar); q = Am·X~, u = |Am|·|X~|, v = Ar·|X~|.
     {
-      Nearest nearest;
+      rg::Upward scope;
+      const double g =
+          rg::div_up(rg::mul_up(double(n), kUnit), rg::sub_down(1.0, rg::mul_up(double(n), kUnit)));
       for (std::ptrdiff_t q = 0; q < nn; ++q) {
         w.absr.data()[q] = std::fabs(w.r.data()[q]);
         w.tmp.data()[q] = std::fabs(w.am.data()[q]);
+        w.t.data()[q] = rg::add_up(rg::mul_up(g, w.tmp.data()[q]), w.ar.data()[q]);
       }
+    }
+    {
+      Nearest nearest;
       for (std::ptrdiff_t q = 0; q < nb; ++q)
         w.absx.data()[q] = std::fabs(w.x.data()[q]);
       gemm(n, n, n, w.r.data(), w.am.data(), w.p.data());
-      gemm(n, n, n, w.absr.data(), w.tmp.data(), w.s.data());
-      // |R|·Ar, when A has radii at all (point data skip one product).
-      bool point = true;
-      for (std::ptrdiff_t q = 0; q < nn && point; ++q)
-        point = w.ar.data()[q] == 0;
-      if (point)
-        for (std::ptrdiff_t q = 0; q < nn; ++q)
-          w.t.data()[q] = 0;
-      else
-        gemm(n, n, n, w.absr.data(), w.ar.data(), w.t.data());
+      gemm(n, n, n, w.absr.data(), w.t.data(), w.s.data());
       // The residual's midpoint in twice the working precision, row by row.
       for (int c = 0; c < nrhs; ++c)
         for (int i = 0; i < n; ++i)
@@ -212,13 +211,14 @@ void gevsv(const char *trans, const int *n_, const int *nrhs_, const typename M:
       rg::Upward scope;
       const double g =
           rg::div_up(rg::mul_up(double(n), kUnit), rg::sub_down(1.0, rg::mul_up(double(n), kUnit)));
-      // C = I - R·A ⊆ <cm, crad>: cm into p, crad into s, |C| into t.
+      // C = I - R·A ⊆ <cm, crad>: cm into p, crad into s, |C| into t. The
+      // exact |R|·t bounds g·|R|·|Am| + |R|·Ar; p's error adds n·eta.
       for (int j = 0; j < n; ++j)
         for (int i = 0; i < n; ++i) {
-          const double e1 = product_error(abs_product_bound(at(w.s, i, j), n, g), n, g);
-          const double tr = abs_product_bound(at(w.t, i, j), n, g);
+          const double e =
+              rg::add_up(abs_product_bound(at(w.s, i, j), n, g), rg::mul_up(double(n), kEta));
           const double cm = rg::sub_up(i == j ? 1.0 : 0.0, at(w.p, i, j));
-          const double crad = rg::add_up(rg::add_up(e1, tr), rounding_error(cm));
+          const double crad = rg::add_up(e, rounding_error(cm));
           at(w.p, i, j) = cm;
           at(w.s, i, j) = crad;
           at(w.t, i, j) = rg::add_up(std::fabs(cm), crad);
