@@ -23,8 +23,9 @@ TYPES = {
     "ruf_c": "complex(c_float_complex)", "ruf_z": "complex(c_double_complex)",
 }
 ELEMENTS = {"ruf_si", "ruf_di", "ruf_cr", "ruf_zr", "ruf_cc", "ruf_zc"}
-# In the solvers these arguments are arrays (of elements, or of reals for the
-# fast verified solver's approximation); every other one is a scalar.
+# In the solvers these arguments are arrays (of elements, or of real or
+# complex points for the fast verified solver's approximation); every other
+# one is a scalar.
 ARRAYS = {"a", "b", "x"}
 
 HEADER = """\
@@ -83,7 +84,7 @@ def declaration(ctype, name, solver):
         return f"character(len=*), intent(in) :: {name}"
     if base not in TYPES:
         raise SystemExit(f"no Fortran type for C type '{ctype}' ({name})")
-    array = base in ELEMENTS or base in ("float", "double")
+    array = base in ELEMENTS or base in ("float", "double", "ruf_c", "ruf_z")
     dims = "(*)" if solver and array and name in ARRAYS else ""
     intent = "in" if const else "inout"
     return f"{TYPES[base]}, intent({intent}) :: {name}{dims}"

@@ -208,6 +208,10 @@ template <> struct Kind<ruf_zc> : DiscKind<ruf_zc, double> {};
 
 template <class E> using Real = typename Kind<E>::Real;
 template <class E> using Field = typename Kind<E>::Field;
+// A member's floating-point point: real, or the C complex type.
+template <class E>
+using Point = std::conditional_t<!Kind<E>::complex, Real<E>,
+                                 std::conditional_t<sizeof(Real<E>) == 4, ruf_c, ruf_z>>;
 
 // Caller arrays of elements, column-major with a leading dimension.
 template <class E> struct IMat {
@@ -332,14 +336,14 @@ template <class E> struct Solvers;
 #define RUF_TEST_COMMON(P, p, E)                                                                   \
   static constexpr const char *code = #P;                                                          \
   static constexpr auto trtrs = &p##trtrs, trtri = &p##trtri, gegas = &p##gegas;                   \
-  static constexpr auto gegss = &p##gegss, gekws = &p##gekws, gemip = &p##gemip;
+  static constexpr auto gegss = &p##gegss, gekws = &p##gekws, gemip = &p##gemip;                   \
+  static constexpr auto gevsv = &p##gevsv;
 #define RUF_TEST_REAL(P, p, E)                                                                     \
   template <> struct Solvers<E> {                                                                  \
     RUF_TEST_COMMON(P, p, E)                                                                       \
     static constexpr auto gehss = &p##gehss, gehbs = &p##gehbs, geszi = &p##geszi;                 \
     static constexpr auto gerbr = &p##gerbr, gesvr = &p##gesvr;                                    \
     static constexpr auto gepss = &p##gepss, gepps = &p##gepps;                                    \
-    static constexpr auto gevsv = &p##gevsv;                                                       \
   };
 #define RUF_TEST_COMPLEX(P, p, E)                                                                  \
   template <> struct Solvers<E> { RUF_TEST_COMMON(P, p, E) };

@@ -59,7 +59,7 @@ template <class F> Mat<F> solved_matrix(Mat<F> a, Options o, bool triangular) {
   return a;
 }
 
-enum class Method { trtrs, trtri, gegas, gekws, mip_gss };
+enum class Method { trtrs, trtri, gegas, gekws, mip_gss, gevsv };
 
 template <class E> struct Trial {
   Method method;
@@ -107,6 +107,11 @@ template <class E> std::pair<IMat<E>, int> run(const Trial<E> &t) {
     S::gegss(tr, &n, &nrhs, a.data(), &a.ld, b.data(), &b.ld, x0.data(), &eps, &sweeps, &info, 1);
     return {b, info};
   }
+  case Method::gevsv: {
+    std::vector<Point<E>> x(static_cast<std::size_t>(n) * nrhs);
+    S::gevsv(tr, &n, &nrhs, a.data(), &a.ld, b.data(), &b.ld, x.data(), &n, &info, 1);
+    return {b, info};
+  }
   }
   return {b, info};
 }
@@ -148,9 +153,10 @@ template <class E>::testing::AssertionResult check(const Trial<E> &t, Dyadic &g)
   return ::testing::AssertionSuccess();
 }
 
-const char *kMethodNames[] = {"TRTRS", "TRTRI", "GEGAS", "GEKWS", "GEMIP+GEGSS"};
+const char *kMethodNames[] = {"TRTRS", "TRTRI", "GEGAS", "GEKWS", "GEMIP+GEGSS", "GEVSV"};
 
 template <class E> bool excluded(Method m, Options o) {
+  if (m == Method::gevsv) return false; // rigorous, every member and option
   if (std::is_same_v<E, ruf_zr> && m != Method::gekws) return true; // its quotient
   return Kind<E>::complex && !Kind<E>::disc && o.trans == 'C';      // the rectangles' CONJ
 }
@@ -169,6 +175,7 @@ template <class E, class Data> void every_method(Dyadic &g, int trials, int larg
       runs.push_back({Method::gegas, {'L', trans, 'N'}});
     runs.push_back({Method::gekws, {'L', "NTC"[k % 3], 'N'}});
     runs.push_back({Method::mip_gss, {'L', 'N', 'N'}});
+    runs.push_back({Method::gevsv, {'L', "NTC"[k % 3], 'N'}});
     for (const auto &[method, options] : runs) {
       if (excluded<E>(method, options)) continue;
       const std::string letters{options.uplo, options.trans, options.diag};

@@ -286,12 +286,17 @@ template <class E> std::vector<Method<E>> methods() {
     pss.insert(pss.end(), vertex.begin(), vertex.end());
     pss.push_back("#96");
     m.push_back({"GEPSS", hull_rules, pss, hull_call(S::gepss), 1 << 30, point_b, true});
-    // The fast verified solver: eight n x n and twelve n x nrhs double
-    // arrays, the pivots, getri's work, two vectors.
-    std::vector<std::string> vsv(8, "#72");
-    vsv.insert(vsv.end(), 12, "#48");
-    for (const char *c : {"#12", "#1536", "#24", "#24"})
-      vsv.push_back(c);
+  }
+  // The fast verified solver: eight m x m and twelve m x nrhs double
+  // arrays, the pivots, getri's work, two vectors, for the real system's
+  // order m (n, or 2n for the complex members).
+  {
+    const int order = Kind<E>::complex ? 6 : 3;
+    const auto sized = [](long long b) { return "#" + std::to_string(b); };
+    std::vector<std::string> vsv(8, sized(8LL * order * order));
+    vsv.insert(vsv.end(), 12, sized(8LL * order * 2));
+    for (const long long b : {4LL * order, 8LL * 64 * order, 8LL * order, 8LL * order})
+      vsv.push_back(sized(b));
     m.push_back({"GEVSV",
                  {{Rule::option, 1, "NnTtCc"},
                   {Rule::order, 2},
@@ -302,13 +307,13 @@ template <class E> std::vector<Method<E>> methods() {
                  vsv,
                  [opt](const A &c, D &d) {
                    int info = 99;
-                   std::vector<Real<E>> x(9);
+                   std::vector<Point<E>> x(9);
                    S::gevsv(opt(c, 0), &c.n, &c.nrhs, d.a.data(), &c.lda, d.b.data(), &c.ldb,
                             x.data(), &c.ldx, &info, 1);
                    return info;
                  },
                  1 << 30,
-                 point_b,
+                 [](D &d) { d.b = filled(3, 2, pt<E>(5)); },
                  true});
   }
   return m;
