@@ -186,8 +186,8 @@ def div(x, y):
 def solve(A, B, method="gegas", eps=1e-10, maxit=100, raise_info=False):
     """Encloses the solutions of A X = B; returns (X, info).
 
-    method: "gegas", "trtrs" (lower triangle), "gekws", "gemip+gegss" (all
-    members), "vsv" (the fast verified solver), "gehbs", "gehss", "hull"
+    method: "gegas", "trtrs" (lower triangle), "gekws", "gemip+gegss", "vsv"
+    (the fast verified solver) for every member; "gehbs", "gehss", "hull"
     (DIGEPPS per component and side: the outer box of the exact hull) for
     real ones. With raise_info, a positive
     info raises SolverInfo."""
@@ -230,8 +230,10 @@ def solve(A, B, method="gegas", eps=1e-10, maxit=100, raise_info=False):
                 routine = f"{member}GEGSS"
                 call(routine, b"N", N, NRHS, _ptr(a), LD, _ptr(X), LD, _ptr(x0),
                      ctypes.byref(ctol), ctypes.byref(sweeps), ctypes.byref(info), 1)
-    elif method == "vsv" and member in ("SI", "DI"):
-        approx = np.zeros((max(1, n), nrhs), dtype=_REAL[dtype], order="F")
+    elif method == "vsv":
+        point = _REAL[dtype] if member in ("SI", "DI") else np.result_type(_REAL[dtype], 1j)
+        approx = np.zeros((max(1, n), nrhs), dtype=point, order="F")
+        routine = f"{member}GEVSV"
         call(routine, b"N", N, NRHS, _ptr(A), LD, _ptr(X), LD, _ptr(approx), LD,
              ctypes.byref(info), 1)
     elif method in ("gehbs", "gehss") and member in ("SI", "DI"):

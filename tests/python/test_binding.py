@@ -47,7 +47,7 @@ def ruf_solve_json(text, method):
     return json.loads(out)["methods"][0]
 
 
-@pytest.mark.parametrize("method", ["gegas", "gekws", "gemip+gegss", "gehbs", "hull"])
+@pytest.mark.parametrize("method", ["gegas", "gekws", "gemip+gegss", "gehbs", "vsv", "hull"])
 def test_solve_matches_the_c_results_bit_for_bit(method):
     # Dyadic data: the file's decimals are these doubles exactly.
     A = ri.interval([[3.875, -1, 0.5], [1, 5, -0.625], [-0.125, 2, 6]],

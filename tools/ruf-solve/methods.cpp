@@ -16,10 +16,11 @@ namespace {
 // The routines of each working element, through their upper-case wrappers.
 
 template <class W> struct Member;
-#define RUF_SOLVE_MEMBER(P, W, Wide, T)                                                            \
+#define RUF_SOLVE_MEMBER(P, W, Wide, T, Pt)                                                        \
   template <> struct Member<W> {                                                                   \
     using wide = Wide; /* the element at double precision */                                       \
     using real = T;                                                                                \
+    using point = Pt; /* the fast solver's approximation */                                        \
     static constexpr const char *code = #P;                                                        \
     static constexpr auto gegas = P##GEGAS;                                                        \
     static constexpr auto trtrs = P##TRTRS;                                                        \
@@ -27,13 +28,14 @@ template <class W> struct Member;
     static constexpr auto gegss = P##GEGSS;                                                        \
     static constexpr auto gekws = P##GEKWS;                                                        \
     static constexpr auto gemip = P##GEMIP;                                                        \
+    static constexpr auto gevsv = P##GEVSV;                                                        \
   };
-RUF_SOLVE_MEMBER(SI, ruf_si, ruf_di, float)
-RUF_SOLVE_MEMBER(DI, ruf_di, ruf_di, double)
-RUF_SOLVE_MEMBER(CR, ruf_cr, ruf_zr, float)
-RUF_SOLVE_MEMBER(ZR, ruf_zr, ruf_zr, double)
-RUF_SOLVE_MEMBER(CC, ruf_cc, ruf_zc, float)
-RUF_SOLVE_MEMBER(ZC, ruf_zc, ruf_zc, double)
+RUF_SOLVE_MEMBER(SI, ruf_si, ruf_di, float, float)
+RUF_SOLVE_MEMBER(DI, ruf_di, ruf_di, double, double)
+RUF_SOLVE_MEMBER(CR, ruf_cr, ruf_zr, float, ruf_c)
+RUF_SOLVE_MEMBER(ZR, ruf_zr, ruf_zr, double, ruf_z)
+RUF_SOLVE_MEMBER(CC, ruf_cc, ruf_zc, float, ruf_c)
+RUF_SOLVE_MEMBER(ZC, ruf_zc, ruf_zc, double, ruf_z)
 #undef RUF_SOLVE_MEMBER
 
 // The routines only the real members have.
@@ -45,7 +47,6 @@ template <> struct RealOnly<ruf_si> {
   static constexpr auto gesvr = SIGESVR;
   static constexpr auto gepps = SIGEPPS;
   static constexpr auto gepss = SIGEPSS;
-  static constexpr auto gevsv = SIGEVSV;
 };
 template <> struct RealOnly<ruf_di> {
   static constexpr auto gehss = DIGEHSS;
@@ -54,7 +55,6 @@ template <> struct RealOnly<ruf_di> {
   static constexpr auto gesvr = DIGESVR;
   static constexpr auto gepps = DIGEPPS;
   static constexpr auto gepss = DIGEPSS;
-  static constexpr auto gevsv = DIGEVSV;
 };
 
 // A double number rounded to float toward -inf or +inf.
@@ -343,15 +343,14 @@ Outcome gekws(const System &s, const Settings &set) {
 
 // The fast verified solver; info 1 leaves no enclosure (the entire line).
 Outcome vsv(const System &s, const Settings &set) {
-  return on_real_member(s, set, [&](auto tag) {
+  return on_member(s, set, [&](auto tag) {
     using W = typename decltype(tag)::type;
-    using T = typename Member<W>::real;
     const std::vector<W> a = working_a<W>(s);
     std::vector<W> b = working_b<W>(s);
-    std::vector<T> x(b.size() > 0 ? b.size() : 1);
+    std::vector<typename Member<W>::point> x(b.size() > 0 ? b.size() : 1);
     const int n = s.n, nrhs = s.nrhs, ld = lead(s.n);
     int info = 0;
-    RealOnly<W>::gevsv("N", &n, &nrhs, a.data(), &ld, b.data(), &ld, x.data(), &ld, &info, 1);
+    Member<W>::gevsv("N", &n, &nrhs, a.data(), &ld, b.data(), &ld, x.data(), &ld, &info, 1);
     return result("GEVSV(\"N\")", info, n, nrhs, b);
   });
 }
@@ -457,8 +456,8 @@ const Method kMethods[] = {
      Kind::solution, EpsRule::positive, true, kNoInfos, gemip_gegss},
     {"gekws", "??GEKWS", "Krawczyk iteration with the midpoint inverse", Kind::solution,
      EpsRule::nonnegative, true, kGekwsInfos, gekws},
-    {"vsv", "?IGEVSV", "fast verified solver: BLAS products, proven by a residual inclusion test",
-     Kind::solution, EpsRule::unused, false, kVsvInfos, vsv},
+    {"vsv", "??GEVSV", "fast verified solver: BLAS products, proven by a residual inclusion test",
+     Kind::solution, EpsRule::unused, true, kVsvInfos, vsv},
     {"gepps", "?IGEPPS", "the exact hull, bracketed: linear programs over orthants", Kind::hull,
      EpsRule::nonnegative, false, kHullInfos, hull<true>},
     {"gepss", "?IGEPSS", "the exact hull, bracketed: branch and bound over boxes", Kind::hull,
