@@ -103,12 +103,11 @@ template <class E> std::pair<IMat<E>, int> run(Method m, IMat<E> a, IMat<E> b) {
         S::gehbs("N", &n, a.data(), &a.ld, b.data() + c * b.ld, &b.ld, &info, 1);
       }
     return {b, info};
-  case Method::gevsv:
-    if constexpr (!Kind<E>::complex) {
-      std::vector<Real<E>> x(static_cast<std::size_t>(n) * nrhs);
-      S::gevsv("N", &n, &nrhs, a.data(), &a.ld, b.data(), &b.ld, x.data(), &n, &info, 1);
-    }
+  case Method::gevsv: {
+    std::vector<Point<E>> x(static_cast<std::size_t>(n) * nrhs);
+    S::gevsv("N", &n, &nrhs, a.data(), &a.ld, b.data(), &b.ld, x.data(), &n, &info, 1);
     return {b, info};
+  }
   case Method::hull:
     // Both endpoints of the first column's last component, one by each
     // routine; every other entry is left unbounded. A bracket that has not
@@ -317,8 +316,9 @@ template <class E> Tally campaign(Method m, std::uint64_t seed) {
 template <class E> std::vector<std::pair<Method, std::uint64_t>> chosen(std::uint64_t seed) {
   std::vector<Method> methods = {Method::trtrs, Method::trtri, Method::gegas, Method::gekws,
                                  Method::mip_gss};
-  if (!Kind<E>::complex)
-    methods.insert(methods.end(), {Method::gehss, Method::gehbs, Method::gevsv, Method::hull});
+  if (!Kind<E>::complex) methods.insert(methods.end(), {Method::gehss, Method::gehbs});
+  methods.push_back(Method::gevsv);
+  if (!Kind<E>::complex) methods.push_back(Method::hull);
   std::vector<std::pair<Method, std::uint64_t>> kept;
   for (const Method m : methods) {
     const std::string full = std::string(Solvers<E>::code) + name(m);

@@ -161,12 +161,24 @@ bool any_of(int info, std::initializer_list<int> ok) {
          p##gekws(c.opt[0], &c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, &eps, &info, 1);    \
          return info;                                                                              \
        }},                                                                                         \
+      {[](int i) { return i >= 0 && i <= 64; },                                                    \
+       [](const Args &c, auto &a, auto &b, auto &, auto &) {                                       \
+         int info;                                                                                 \
+         p##gemip(&c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, &info);                       \
+         return info;                                                                              \
+       }},                                                                                         \
   {                                                                                                \
-    [](int i) { return i >= 0 && i <= 64; }, [](const Args &c, auto &a, auto &b, auto &, auto &) { \
-      int info;                                                                                    \
-      p##gemip(&c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, &info);                          \
-      return info;                                                                                 \
-    }                                                                                              \
+    [](int i) {                                                                                    \
+      return any_of(i, {0, 1});                                                                    \
+    },                                                                                             \
+        [](const Args &c, auto &a, auto &b, auto &, auto &) {                                      \
+          int info;                                                                                \
+          std::vector<ruf_z> x(static_cast<std::size_t>(std::max(c.ldb, 1)) *                      \
+                               std::max(c.nrhs, 1));                                               \
+          p##gevsv(c.opt[0], &c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, x.data(), &c.ldb,  \
+                   &info, 1);                                                                      \
+          return info;                                                                             \
+        }                                                                                          \
   }
 
 // GEKWS iterates until its change falls below eps·q/(1 - q), with no limit
