@@ -6,6 +6,9 @@
 //   Dgesv/n      LAPACK's dgesv on the midpoints (no enclosure)
 //   Gegas/n      DIGEGAS on the same data (n <= 400)
 //   Arb/n        arb_mat_solve at 53 bits (n <= 400)
+//   Complex/m/n/r  the complex members on A = U[-1, 1] + U[-1, 1]·i + n·I:
+//                m = 0 ZRGEVSV, 1 ZRGEKWS, 2 ZCGEVSV, 3 ZCGEGAS; counter
+//                max_width (a disc's diameter), info
 // Which BLAS and LAPACK run is the loader's choice: reference by default,
 // OpenBLAS with LD_LIBRARY_PATH=/usr/lib/x86_64-linux-gnu/openblas-pthread.
 #include <benchmark/benchmark.h>
@@ -109,6 +112,69 @@ void BM_Gegas(benchmark::State &state) {
   state.counters["max_width"] = max_width(b);
 }
 
+// The complex system of order n, as rectangles and as discs of the same
+// centres (rectangles of half-width r, discs of radius r).
+struct ComplexSystem {
+  std::vector<ruf_zr> ar, br;
+  std::vector<ruf_zc> ac, bc;
+};
+const ComplexSystem &complex_system_of(int n, double radius) {
+  static std::map<std::pair<int, double>, ComplexSystem> cache;
+  ComplexSystem &s = cache[{n, radius}];
+  if (!s.ar.empty()) return s;
+  std::mt19937_64 rng(20250 + n);
+  std::uniform_real_distribution<double> u(-1.0, 1.0);
+  const auto add = [&](std::vector<ruf_zr> &r, std::vector<ruf_zc> &c, double re, double im) {
+    const double lo = radius == 0 ? 0 : std::nextafter(radius, INFINITY);
+    r.push_back({{re - lo, re + lo}, {im - lo, im + lo}});
+    c.push_back({re, im, radius});
+  };
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i < n; ++i) {
+      const double re = u(rng) + (i == j ? n : 0.0), im = u(rng);
+      add(s.ar, s.ac, re, im);
+    }
+  for (int i = 0; i < n; ++i) {
+    const double re = u(rng), im = u(rng);
+    add(s.br, s.bc, re, im);
+  }
+  return s;
+}
+
+void BM_Complex(benchmark::State &state) {
+  const int method = int(state.range(0)), n0 = int(state.range(1));
+  const ComplexSystem &s = complex_system_of(n0, state.range(2) == 0 ? 0.0 : 1e-10);
+  std::vector<ruf_zr> br;
+  std::vector<ruf_zc> bc;
+  std::vector<ruf_z> x(n0);
+  int n = n0, one = 1, info = 0;
+  const double eps = 1e-10;
+  for (auto _ : state) {
+    br = s.br;
+    bc = s.bc;
+    switch (method) {
+    case 0:
+      zrgevsv("N", &n, &one, s.ar.data(), &n, br.data(), &n, x.data(), &n, &info, 1);
+      break;
+    case 1:
+      zrgekws("N", &n, &one, s.ar.data(), &n, br.data(), &n, &eps, &info, 1);
+      break;
+    case 2:
+      zcgevsv("N", &n, &one, s.ac.data(), &n, bc.data(), &n, x.data(), &n, &info, 1);
+      break;
+    default:
+      zcgegas("N", &n, &one, s.ac.data(), &n, bc.data(), &n, &info, 1);
+    }
+    benchmark::ClobberMemory();
+  }
+  double w = 0;
+  for (int i = 0; i < n; ++i)
+    w = method < 2 ? std::max({w, br[i].re.sup - br[i].re.inf, br[i].im.sup - br[i].im.inf})
+                   : std::max(w, 2 * bc[i].rad);
+  state.counters["max_width"] = w;
+  state.counters["info"] = info;
+}
+
 #ifdef RUF_HAVE_ARB
 void BM_Arb(benchmark::State &state) {
   const System &s = system_of(int(state.range(0)), radius_of(state));
@@ -157,6 +223,9 @@ BENCHMARK(BM_Vsv)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Dgesv)->Args({200, 0})->Args({400, 0})->Args({1000, 0})->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Gegas)->Args({200, 1})->Args({400, 1})->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Complex)
+    ->ArgsProduct({{0, 1, 2, 3}, {100, 200}, {0, 1}})
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace
 
