@@ -19,6 +19,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 
 #include "ruf_interval.h"
 
@@ -133,6 +135,12 @@ public:
     int stat = 0;
     v.allocate(n, &stat);
     return accept(stat, name);
+  }
+  // For the routines of our own design: whether `count` elements of `size`
+  // bytes fit the workspace module's byte count, which is 32 bits and
+  // wraps; a request that does not is refused as a failed allocation.
+  bool fits(long long count, long long size) {
+    return count * size <= std::numeric_limits<std::int32_t>::max() || accept(1, name_);
   }
 
 private:

@@ -29,6 +29,7 @@
 #pragma once
 
 #include <cmath>
+#include <cstdint>
 #include <initializer_list>
 #include <limits>
 #include <type_traits>
@@ -68,7 +69,11 @@ struct Work {
   ws::Matrix<ws::d> bm, br, x, absx, q, u, v, rm, rr, zm, wz, yz;
   ws::Vector<ws::i4> pivots;
   ws::Vector<ws::d> work, y, k; // 64 n, n, n
-  bool allocate(frame::Allocation &get, int n, int nrhs) {
+  bool allocate(frame::Allocation &get, long long n, int nrhs) {
+    if (!get.fits(n * n, 8) || !get.fits(n * nrhs, 8) || !get.fits(64 * n, 8)) return false;
+    return allocate_each(get, static_cast<int>(n), nrhs);
+  }
+  bool allocate_each(frame::Allocation &get, int n, int nrhs) {
     for (ws::Matrix<ws::d> *m : {&am, &ar, &r, &absr, &p, &s, &t, &tmp})
       if (!get(*m, n, n)) return false;
     for (ws::Matrix<ws::d> *m : {&bm, &br, &x, &absx, &q, &u, &v, &rm, &rr, &zm, &wz, &yz})
@@ -323,10 +328,11 @@ void gevsv(const char *trans, const int *n_, const int *nrhs_, const typename M:
   const int n = *n_, nrhs = *nrhs_;
   if (n == 0 || nrhs == 0) return;
   constexpr bool complex = M::conjugates;
-  const int order = complex ? 2 * n : n; // of the real system solved
+  const long long order = complex ? 2LL * n : n; // of the real system solved
   frame::Allocation get{info, M::name};
   Work w;
   if (!w.allocate(get, order, nrhs)) return w.release(); // our own routine releases on every return
+  const int m = static_cast<int>(order);
   const ws::View<const E> a{a_, *lda};
   const ws::View<E> b{b_, *ldb};
   const ws::View<P> xout{x_, *ldx};
@@ -363,7 +369,7 @@ void gevsv(const char *trans, const int *n_, const int *nrhs_, const typename M:
     };
     const auto negated = [](Bounds v) { return Bounds{-v.second, -v.first}; };
     proven = solve(
-        w, order, nrhs,
+        w, m, nrhs,
         [&](int i, int j) { // [Re A, -Im A; Im A, Re A]
           const E &e = element(i % n, j % n);
           if ((i < n) == (j < n)) return part(e, 0);

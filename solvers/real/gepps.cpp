@@ -69,7 +69,8 @@ struct Programs {
 };
 
 bool allocate(frame::Allocation &get, Programs &p, int n) {
-  const int m = 4 * n;
+  const int m = 4 * n; // n is at most 11,585 here (prepare's check)
+  if (!get.fits(static_cast<long long>(m + 1) * lp::Simplex::width(m, n), 8)) return false;
   return get(p.g, m, n) && get(p.tableau, m + 1, lp::Simplex::width(m, n)) && get(p.h, m) &&
          get(p.c, n) && get(p.u, n) && get(p.y, m) && get(p.basis, m) && get(p.ubox, n) &&
          p.vertex.allocate(get, n);

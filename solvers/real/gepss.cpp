@@ -120,7 +120,8 @@ void gepss(const char *trans, const int *n_, const typename M::elem *a, const in
   Boxes q;
   q.slots = *maxit < kPool ? *maxit + 1 : kPool;
   // Our own routine releases its workspace on every return, failures included.
-  if (!prepare(get, w, n, a, *lda, b, trans, lower) || !get(q.pool, n, q.slots) ||
+  if (!prepare(get, w, n, a, *lda, b, trans, lower) ||
+      !get.fits(static_cast<long long>(n) * q.slots, 16) || !get(q.pool, n, q.slots) ||
       !get(q.free, q.slots) || !get(q.scratch, n) || !q.vertex.allocate(get, n)) {
     q.release();
     return w.release();

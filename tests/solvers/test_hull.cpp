@@ -134,4 +134,21 @@ TYPED_TEST(Hull, WorkLimitAndUnprovenRegularity) {
   }
 }
 
+// An order whose n x n intervals the workspace module's 32-bit byte count
+// cannot hold is a failed allocation, reported before A is read.
+TYPED_TEST(Hull, OrdersBeyondTheWorkspaceCountAreNoWorkspace) {
+  using E = TypeParam;
+  const std::vector<E> a(1), b(1);
+  for (const Route route : {Route::pps, Route::pss}) {
+    reset_doubles();
+    int n = 11586, k = 1, maxit = 10, info = 99;
+    const Real<E> eps = 0;
+    E bound{};
+    (route == Route::pps ? Solvers<E>::gepps : Solvers<E>::gepss)(
+        "N", &n, a.data(), &n, b.data(), &k, &eps, "U", &maxit, &bound, &info, 1, 1);
+    EXPECT_EQ(info, RUF_INFO_NO_WORKSPACE);
+    EXPECT_TRUE(reported(name<E>(route == Route::pps ? "GEPPS" : "GEPSS"), RUF_INFO_NO_WORKSPACE));
+  }
+}
+
 } // namespace

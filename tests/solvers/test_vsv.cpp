@@ -153,4 +153,19 @@ TYPED_TEST(Vsv, IllConditionedSystemsAreRefused) {
   }
 }
 
+// Orders whose arrays the workspace module's 32-bit byte count cannot hold
+// (n·n doubles from n = 16,384 on, for the real system of twice the order of
+// a complex one) are a failed allocation, reported before A is read: never
+// a wrapped count and a short array.
+TYPED_TEST(Vsv, OrdersBeyondTheWorkspaceCountAreNoWorkspace) {
+  using E = TypeParam;
+  const int n = Kind<E>::complex ? 16384 : 23171, nrhs = 1;
+  std::vector<E> a(1), b(1);
+  std::vector<Point<E>> x(1);
+  int info = 99;
+  Solvers<E>::gevsv("N", &n, &nrhs, a.data(), &n, b.data(), &n, x.data(), &n, &info, 1);
+  EXPECT_EQ(info, RUF_INFO_NO_WORKSPACE);
+  EXPECT_TRUE(reported(name<E>("GEVSV"), RUF_INFO_NO_WORKSPACE));
+}
+
 } // namespace
