@@ -69,11 +69,9 @@ struct Work {
   ws::Matrix<ws::d> bm, br, x, absx, q, u, v, rm, rr, zm, wz, yz;
   ws::Vector<ws::i4> pivots;
   ws::Vector<ws::d> work, y, k; // 64 n, n, n
-  bool allocate(frame::Allocation &get, long long n, int nrhs) {
-    if (!get.fits(n * n, 8) || !get.fits(n * nrhs, 8) || !get.fits(64 * n, 8)) return false;
-    return allocate_each(get, static_cast<int>(n), nrhs);
-  }
-  bool allocate_each(frame::Allocation &get, int n, int nrhs) {
+  bool allocate(frame::Allocation &get, long long order, int nrhs) {
+    if (!get.fits(order * order, 8) || !get.fits(order * nrhs, 8)) return false;
+    const int n = static_cast<int>(order);
     for (ws::Matrix<ws::d> *m : {&am, &ar, &r, &absr, &p, &s, &t, &tmp})
       if (!get(*m, n, n)) return false;
     for (ws::Matrix<ws::d> *m : {&bm, &br, &x, &absx, &q, &u, &v, &rm, &rr, &zm, &wz, &yz})

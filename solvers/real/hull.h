@@ -81,7 +81,7 @@ bool prepare(frame::Allocation &get, Arrays &w, int n, const E *a_, int lda, con
              const char *trans, bool lower) {
   w.n = n;
   // n x n intervals are the largest arrays here; the methods check their own.
-  if (!get.fits(static_cast<long long>(n) * n, 16) || !get.fits(64LL * n, 8)) return false;
+  if (!get.fits(static_cast<long long>(n) * n, 16)) return false;
   if (!get(w.a, n, n) || !get(w.b, n) || !get(w.r, n, n) || !get(w.c, n, n) || !get(w.rb, n) ||
       !get(w.x, n) || !get(w.s1, n) || !get(w.s2, n) || !get(w.pivots, n) || !get(w.work, 64 * n))
     return false;
