@@ -65,69 +65,37 @@ std::size_t methods_left = 0;
 // Runs a method on copies (lower triangle for the triangular ones); the
 // result and info.
 template <class E> std::pair<IMat<E>, int> run(Method m, IMat<E> a, IMat<E> b) {
-  using S = Solvers<E>;
-  const int n = a.rows, nrhs = b.cols;
-  int info = 99;
-  const Real<E> eps = Real<E>(1e-8);
-  switch (m) {
-  case Method::trtrs:
-    S::trtrs("L", "N", "N", &n, &nrhs, a.data(), &a.ld, b.data(), &b.ld, &info, 1, 1, 1);
-    return {b, info};
-  case Method::trtri:
-    S::trtri("L", "N", &n, a.data(), &a.ld, &info, 1, 1);
-    return {a, info};
-  case Method::gegas:
-    S::gegas("N", &n, &nrhs, a.data(), &a.ld, b.data(), &b.ld, &info, 1);
-    return {b, info};
-  case Method::gekws:
-    S::gekws("N", &n, &nrhs, a.data(), &a.ld, b.data(), &b.ld, &eps, &info, 1);
-    return {b, info};
-  case Method::mip_gss: {
-    S::gemip(&n, &nrhs, a.data(), &a.ld, b.data(), &b.ld, &info);
-    if (info != 0) return {b, info};
-    IMat<E> x0 = b;
-    S::gegas("N", &n, &nrhs, a.data(), &a.ld, x0.data(), &x0.ld, &info, 1);
-    if (info != 0) return {b, info};
-    int sweeps = 50;
-    S::gegss("N", &n, &nrhs, a.data(), &a.ld, b.data(), &b.ld, x0.data(), &eps, &sweeps, &info, 1);
-    return {b, info};
-  }
-  case Method::gehss:
-    if constexpr (!Kind<E>::complex)
-      S::gehss("N", &n, &nrhs, a.data(), &a.ld, b.data(), &b.ld, &info, 1);
-    return {b, info};
-  case Method::gehbs:
-    if constexpr (!Kind<E>::complex)
-      for (int c = 0; c < nrhs && info != 1 && info != 2; ++c) {
-        info = 0;
-        S::gehbs("N", &n, a.data(), &a.ld, b.data() + c * b.ld, &b.ld, &info, 1);
-      }
-    return {b, info};
-  case Method::gevsv: {
-    std::vector<Point<E>> x(static_cast<std::size_t>(n) * nrhs);
-    S::gevsv("N", &n, &nrhs, a.data(), &a.ld, b.data(), &b.ld, x.data(), &n, &info, 1);
-    return {b, info};
-  }
-  case Method::hull:
-    // Both endpoints of the first column's last component, one by each
-    // routine; every other entry is left unbounded. A bracket that has not
-    // met its tolerance (info 1) still holds its endpoint.
-    if constexpr (!Kind<E>::complex) {
-      const Real<E> inf = std::numeric_limits<Real<E>>::infinity();
-      IMat<E> x = generated<E>(n, nrhs, [&](int, int) { return E{-inf, inf}; });
-      E lower{}, upper{};
-      int used = 40, info2 = 99;
-      S::gepps("N", &n, a.data(), &a.ld, b.data(), &n, &eps, "L", &used, &lower, &info, 1, 1);
-      used = 40;
-      S::gepss("N", &n, a.data(), &a.ld, b.data(), &n, &eps, "U", &used, &upper, &info2, 1, 1);
-      if (info == 1) info = 0;
-      if (info == 0 && info2 != 0 && info2 != 1) info = info2;
-      x(n - 1, 0) = E{lower.inf, upper.sup};
-      return {x, info};
+  const Call<E> c{.maxit = 50, .eps = Real<E>(1e-8)};
+  if (m == Method::gehbs) { // one right-hand side at a time, in place
+    Call<E> col = c;
+    col.n = a.rows, col.lda = a.ld, col.ldb = b.ld, col.a = a.data();
+    int info = 99;
+    for (int j = 0; j < b.cols && info != 1 && info != 2; ++j) {
+      col.b = b.data() + j * b.ld;
+      info = invoke("GEHBS", col);
     }
     return {b, info};
   }
-  return {b, info};
+  if (m != Method::hull) return ruf_test::run<E>(name(m), a, b, c);
+  // Both endpoints of the first column's last component, one by each
+  // routine; every other entry is left unbounded. A bracket that has not
+  // met its tolerance (info 1) still holds its endpoint.
+  if constexpr (!Kind<E>::complex) {
+    const Real<E> inf = std::numeric_limits<Real<E>>::infinity();
+    IMat<E> x = generated<E>(a.rows, b.cols, [&](int, int) { return E{-inf, inf}; });
+    E lower{}, upper{};
+    Call<E> pps{.ul = "L", .n = a.rows, .lda = a.ld, .k = a.rows, .maxit = 40, .eps = c.eps};
+    pps.a = a.data(), pps.b = b.data(), pps.lo = &lower;
+    Call<E> pss = pps;
+    pss.ul = "U", pss.lo = &upper;
+    int info = invoke("GEPPS", pps);
+    const int info2 = invoke("GEPSS", pss);
+    if (info == 1) info = 0;
+    if (info == 0 && info2 != 0 && info2 != 1) info = info2;
+    x(a.rows - 1, 0) = E{lower.inf, upper.sup};
+    return {x, info};
+  }
+  return {b, 99};
 }
 
 // The behaviour of a member's method that, documented, can lose solutions
@@ -305,8 +273,9 @@ template <class E> Tally campaign(Method m, std::uint64_t seed) {
       ++t.documented;
     } else {
       ++t.unexplained;
-      std::printf("UNEXPLAINED %s%s: seed %llu, system %ld, n %d, radius %g\n", Solvers<E>::code,
-                  name(m), static_cast<unsigned long long>(seed), t.systems, n, radius);
+      std::printf("UNEXPLAINED %s%s: seed %llu, system %ld, n %d, radius %g\n",
+                  MemberTypes<E>::code, name(m), static_cast<unsigned long long>(seed), t.systems,
+                  n, radius);
     }
   }
   return t;
@@ -321,7 +290,7 @@ template <class E> std::vector<std::pair<Method, std::uint64_t>> chosen(std::uin
   if (!Kind<E>::complex) methods.push_back(Method::hull);
   std::vector<std::pair<Method, std::uint64_t>> kept;
   for (const Method m : methods) {
-    const std::string full = std::string(Solvers<E>::code) + name(m);
+    const std::string full = std::string(MemberTypes<E>::code) + name(m);
     if (full.compare(0, only.size(), only) == 0) kept.emplace_back(m, seed);
     ++seed;
   }
@@ -334,8 +303,8 @@ template <class E> long all_methods(std::uint64_t seed) {
     const Tally t = campaign<E>(m, s);
     std::printf("%s%-12s systems %8ld  results %8ld  contain %8ld  rule %6ld  documented %6ld  "
                 "unexplained %ld\n",
-                Solvers<E>::code, name(m), t.systems, t.results, t.contained, t.rule, t.documented,
-                t.unexplained);
+                MemberTypes<E>::code, name(m), t.systems, t.results, t.contained, t.rule,
+                t.documented, t.unexplained);
     std::fflush(stdout);
     unexplained += t.unexplained;
   }

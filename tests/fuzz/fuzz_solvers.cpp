@@ -15,13 +15,14 @@
 #include <cstdlib>
 #include <algorithm>
 #include <cstring>
-#include <functional>
+#include <iterator>
 #include <initializer_list>
 #include <limits>
 #include <unordered_set>
 #include <vector>
 
 #include "ruf_interval.h"
+#include "support/solvers.h"
 
 // Reports go nowhere: the harness reads info.
 extern "C" void xerbla_(const char *, const int *, int) {}
@@ -59,12 +60,6 @@ void check(bool ok, const char *what) {
   std::abort();
 }
 
-struct Args {
-  int n, nrhs, lda, ldb, k, maxit;
-  char opt[3][2];
-  double eps;
-};
-
 // Elements from the input: ordinary, huge, tiny, infinite, NaN, reversed.
 template <class E> E element(FuzzedDataProvider &in) {
   const auto real = [&]() -> double {
@@ -100,14 +95,12 @@ template <class E> std::vector<E> array(FuzzedDataProvider &in, long count) {
   return v;
 }
 
-// One solver call: the documented infos, the call itself, and, when the
-// routine passes a LAPACK status on as its info, the negative values its own
-// argument checks give (the others are LAPACK's).
-template <class E> struct Solver {
-  std::function<bool(int)> documented;
-  std::function<int(const Args &, std::vector<E> &, std::vector<E> &, std::vector<E> &,
-                    std::vector<E> &)>
-      call;
+// One solver routine: its method, the infos it documents and, when it
+// passes a LAPACK status on as its info, the negative values its own argument
+// checks give (the others are LAPACK's).
+struct Solver {
+  const char *method;
+  bool (*documented)(int);
   std::vector<int> rejects = {};
   // Moderate data only: the regularity tests hand matrices formed from
   // their data to LAPACK's eigenvalue and singular value drivers, whose
@@ -116,70 +109,38 @@ template <class E> struct Solver {
   bool finite_data = false;
 };
 
-bool any_of(int info, std::initializer_list<int> ok) {
-  for (const int v : ok)
-    if (info == v) return true;
-  return false;
+bool zero(int i) {
+  return i == 0;
+}
+bool zero_one(int i) {
+  return i == 0 || i == 1;
+}
+bool up_to_two(int i) {
+  return i >= 0 && i <= 2;
+}
+bool a_pivot(int i) {
+  return i >= 0 && i <= 64;
+}
+// The regularity tests write LAPACK's status into info (NaN data can make it
+// negative).
+bool lapack_status(int i) {
+  return i >= -20 && i <= 64;
 }
 
-#define RUF_COMMON_SOLVERS(P, p)                                                                   \
-  {[](int i) { return i == 0; },                                                                   \
-   [](const Args &c, auto &a, auto &b, auto &, auto &) {                                           \
-     int info;                                                                                     \
-     p##trtrs(c.opt[0], c.opt[1], c.opt[2], &c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb,     \
-              &info, 1, 1, 1);                                                                     \
-     return info;                                                                                  \
-   }},                                                                                             \
-      {[](int i) { return i == 0; },                                                               \
-       [](const Args &c, auto &a, auto &, auto &, auto &) {                                        \
-         int info;                                                                                 \
-         p##trtri(c.opt[0], c.opt[1], &c.n, a.data(), &c.lda, &info, 1, 1);                        \
-         return info;                                                                              \
-       }},                                                                                         \
-      {[](int i) {                                                                                 \
-         return any_of(i, {0, 1});                                                                 \
-       },                                                                                          \
-       [](const Args &c, auto &a, auto &b, auto &, auto &) {                                       \
-         int info;                                                                                 \
-         p##gegas(c.opt[0], &c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, &info, 1);          \
-         return info;                                                                              \
-       }},                                                                                         \
-      {[](int i) { return i == 0; },                                                               \
-       [](const Args &c, auto &a, auto &b, auto &x, auto &) {                                      \
-         int info, maxit = c.maxit;                                                                \
-         const double eps = c.eps;                                                                 \
-         p##gegss(c.opt[0], &c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, x.data(), &eps,     \
-                  &maxit, &info, 1);                                                               \
-         return info;                                                                              \
-       }},                                                                                         \
-      {[](int i) {                                                                                 \
-         return any_of(i, {0, 1, 2});                                                              \
-       },                                                                                          \
-       [](const Args &c, auto &a, auto &b, auto &, auto &) {                                       \
-         int info;                                                                                 \
-         const double eps = krawczyk_eps(c.eps);                                                   \
-         p##gekws(c.opt[0], &c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, &eps, &info, 1);    \
-         return info;                                                                              \
-       }},                                                                                         \
-      {[](int i) { return i >= 0 && i <= 64; },                                                    \
-       [](const Args &c, auto &a, auto &b, auto &, auto &) {                                       \
-         int info;                                                                                 \
-         p##gemip(&c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, &info);                       \
-         return info;                                                                              \
-       }},                                                                                         \
-  {                                                                                                \
-    [](int i) {                                                                                    \
-      return any_of(i, {0, 1});                                                                    \
-    },                                                                                             \
-        [](const Args &c, auto &a, auto &b, auto &, auto &) {                                      \
-          int info;                                                                                \
-          std::vector<ruf_z> x(static_cast<std::size_t>(std::max(c.ldb, 1)) *                      \
-                               std::max(c.nrhs, 1));                                               \
-          p##gevsv(c.opt[0], &c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, x.data(), &c.ldb,  \
-                   &info, 1);                                                                      \
-          return info;                                                                             \
-        }                                                                                          \
-  }
+// Every member has these; the real members the rest.
+const std::vector<Solver> kCommon = {{"TRTRS", zero},    {"TRTRI", zero},      {"GEGAS", zero_one},
+                                     {"GEGSS", zero},    {"GEKWS", up_to_two}, {"GEMIP", a_pivot},
+                                     {"GEVSV", zero_one}};
+std::vector<Solver> real_solvers() {
+  std::vector<Solver> s = kCommon;
+  s.insert(s.end(), {{"GEHSS", zero_one},
+                     {"GEHBS", up_to_two},
+                     {"GERBR", lapack_status, {-1, -3}, true},
+                     {"GESVR", lapack_status, {-1, -3}, true},
+                     {"GEPPS", up_to_two},
+                     {"GEPSS", up_to_two}});
+  return s;
+}
 
 // GEKWS iterates until its change falls below eps·q/(1 - q), with no limit
 // by design: with q close to 1 that can take longer than any fuzzing run,
@@ -189,137 +150,24 @@ double krawczyk_eps(double eps) {
   return eps >= 0 && eps < 1e290 ? 1e300 : eps;
 }
 
-// The double complex members (their tolerances are doubles).
-std::vector<Solver<ruf_zc>> complex_solvers() {
-  return {RUF_COMMON_SOLVERS(ZC, zc)};
-}
-std::vector<Solver<ruf_zr>> rect_solvers() {
-  return {RUF_COMMON_SOLVERS(ZR, zr)};
-}
-
-std::vector<Solver<ruf_di>> real_solvers() {
-  using V = std::vector<ruf_di>;
-  std::vector<Solver<ruf_di>> s = {
-      {[](int i) { return i == 0; },
-       [](const Args &c, V &a, V &b, V &, V &) {
-         int info;
-         ditrtrs(c.opt[0], c.opt[1], c.opt[2], &c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb,
-                 &info, 1, 1, 1);
-         return info;
-       }},
-      {[](int i) { return i == 0; },
-       [](const Args &c, V &a, V &, V &, V &) {
-         int info;
-         ditrtri(c.opt[0], c.opt[1], &c.n, a.data(), &c.lda, &info, 1, 1);
-         return info;
-       }},
-      {[](int i) {
-         return any_of(i, {0, 1});
-       },
-       [](const Args &c, V &a, V &b, V &, V &) {
-         int info;
-         digegas(c.opt[0], &c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, &info, 1);
-         return info;
-       }},
-      {[](int i) { return i == 0; },
-       [](const Args &c, V &a, V &b, V &x, V &) {
-         int info, maxit = c.maxit;
-         digegss(c.opt[0], &c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, x.data(), &c.eps,
-                 &maxit, &info, 1);
-         return info;
-       }},
-      {[](int i) {
-         return any_of(i, {0, 1, 2});
-       },
-       [](const Args &c, V &a, V &b, V &, V &) {
-         int info;
-         const double eps = krawczyk_eps(c.eps);
-         digekws(c.opt[0], &c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, &eps, &info, 1);
-         return info;
-       }},
-      {[](int i) { return i >= 0 && i <= 64; },
-       [](const Args &c, V &a, V &b, V &, V &) {
-         int info;
-         digemip(&c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, &info);
-         return info;
-       }},
-      {[](int i) {
-         return any_of(i, {0, 1});
-       },
-       [](const Args &c, V &a, V &b, V &, V &) {
-         int info;
-         digehss(c.opt[0], &c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, &info, 1);
-         return info;
-       }},
-      {[](int i) {
-         return any_of(i, {0, 1, 2});
-       },
-       [](const Args &c, V &a, V &b, V &, V &) {
-         int info;
-         digehbs(c.opt[0], &c.n, a.data(), &c.lda, b.data(), &c.ldb, &info, 1);
-         return info;
-       }},
-      // The regularity tests write LAPACK's status into info (NaN data can
-      // make it negative).
-      {[](int i) { return i >= -20 && i <= 64; },
-       [](const Args &c, V &a, V &, V &, V &r) {
-         int info, flag;
-         digerbr(&c.n, a.data(), &c.lda, &r[0].inf, &flag, &info);
-         return info;
-       },
-       {-1, -3},
-       true},
-      {[](int i) { return i >= -20 && i <= 64; },
-       [](const Args &c, V &a, V &, V &, V &r) {
-         int info, flag;
-         digesvr(&c.n, a.data(), &c.lda, &r[0], &r[1], &flag, &info);
-         return info;
-       },
-       {-1, -3},
-       true},
-  };
-  s.push_back({[](int i) {
-                 return any_of(i, {0, 1});
-               },
-               [](const Args &c, V &a, V &b, V &, V &) {
-                 int info;
-                 std::vector<double> x(static_cast<std::size_t>(std::max(c.ldb, 1)) *
-                                       std::max(c.nrhs, 1));
-                 digevsv(c.opt[0], &c.n, &c.nrhs, a.data(), &c.lda, b.data(), &c.ldb, x.data(),
-                         &c.ldb, &info, 1);
-                 return info;
-               }});
-  for (const auto hull : {digepps, digepss})
-    s.push_back({[](int i) {
-                   return any_of(i, {0, 1, 2});
-                 },
-                 [hull](const Args &c, V &a, V &b, V &, V &r) {
-                   int info, maxit = c.maxit;
-                   hull(c.opt[0], &c.n, a.data(), &c.lda, b.data(), &c.k, &c.eps, c.opt[1], &maxit,
-                        &r[0], &info, 1, 1);
-                   return info;
-                 }});
-  return s;
-}
-
-template <class E> void fuzz(FuzzedDataProvider &in, const std::vector<Solver<E>> &list) {
+template <class E> void fuzz(FuzzedDataProvider &in, const std::vector<Solver> &list) {
   const std::size_t pick = in.ConsumeIntegralInRange<std::size_t>(0, list.size() - 1);
-  const Solver<E> &s = list[pick];
+  const Solver &s = list[pick];
   g_routine = static_cast<int>(pick);
-  Args c;
+  ruf_test::Call<E> c;
   c.n = in.ConsumeIntegralInRange(-2, 6);
   c.nrhs = in.ConsumeIntegralInRange(-2, 4);
   c.lda = c.n + in.ConsumeIntegralInRange(-2, 2);
-  c.ldb = c.n + in.ConsumeIntegralInRange(-2, 2);
+  c.ldx = c.ldb = c.n + in.ConsumeIntegralInRange(-2, 2);
   c.k = in.ConsumeIntegralInRange(-1, 7);
   c.maxit = in.ConsumeIntegralInRange(-1, 40);
-  for (auto &o : c.opt) {
-    static const char letters[] = "NnTtCcUuLlXx 0";
-    o[0] = letters[in.ConsumeIntegralInRange<std::size_t>(0, sizeof letters - 2)];
-    o[1] = '\0';
-  }
+  static const char *const letters[] = {"N", "n", "T", "t", "C", "c", "U",
+                                        "u", "L", "l", "X", "x", " ", "0"};
+  for (const char **o : {&c.uplo, &c.trans, &c.diag, &c.ul})
+    *o = letters[in.ConsumeIntegralInRange<std::size_t>(0, std::size(letters) - 1)];
   const double eps_values[] = {1e-10, 0, -1, NAN, INFINITY, 1e-300, 0.5};
   c.eps = eps_values[in.ConsumeIntegralInRange(0, 6)];
+  if (std::strcmp(s.method, "GEKWS") == 0) c.eps = krawczyk_eps(c.eps);
   // Sized from the arguments: a valid call reads at most lda·(n - 1) + n
   // elements of A and ldb·(nrhs - 1) + n of B.
   const long cols = std::max(c.n, c.nrhs) > 0 ? std::max(c.n, c.nrhs) : 1;
@@ -327,12 +175,16 @@ template <class E> void fuzz(FuzzedDataProvider &in, const std::vector<Solver<E>
   std::vector<E> b = array<E>(in, long(std::max(c.ldb, 1)) * cols);
   std::vector<E> x = array<E>(in, long(std::max(c.ldb, 1)) * cols);
   std::vector<E> r = array<E>(in, 2);
+  std::vector<typename ruf_test::Call<E>::Point> approximation(x.size());
   if constexpr (std::is_same_v<E, ruf_di>)
     if (s.finite_data)
       for (E &e : a)
         if (!(std::fabs(e.inf) <= 1e6) || !(std::fabs(e.sup) <= 1e6)) e = {0, 0};
   const std::vector<E> a0 = a, b0 = b, x0 = x, r0 = r;
-  const int info = s.call(c, a, b, x, r);
+  c.a = a.data(), c.b = b.data(), c.x0 = x.data(), c.x = approximation.data();
+  c.lo = &r[0], c.hi = &r[1];
+  if constexpr (std::is_same_v<E, ruf_di>) c.r = &r[0].inf;
+  const int info = ruf_test::invoke(s.method, c);
   while (!g_blocks.empty())
     ruf_serv_deallocate(*g_blocks.begin());
   g_info = info;
@@ -353,8 +205,6 @@ template <class E> void fuzz(FuzzedDataProvider &in, const std::vector<Solver<E>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   static const auto real = real_solvers();
-  static const auto rect = rect_solvers();
-  static const auto disc = complex_solvers();
   // Each input starts as a fresh caller would: DIGEHBS leaves its own
   // direction behind on some returns (documented), and an iteration without
   // a limit (GEKWS with a tiny eps) may not settle under directed rounding.
@@ -363,15 +213,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   switch (in.ConsumeIntegralInRange(0, 2)) {
   case 0:
     g_kind = "DI";
-    fuzz(in, real);
+    fuzz<ruf_di>(in, real);
     break;
   case 1:
     g_kind = "ZR";
-    fuzz(in, rect);
+    fuzz<ruf_zr>(in, kCommon);
     break;
   default:
     g_kind = "ZC";
-    fuzz(in, disc);
+    fuzz<ruf_zc>(in, kCommon);
     break;
   }
   return 0;

@@ -28,6 +28,7 @@
 #include "support/doubles.h"
 #include "support/exact.h"
 #include "support/oracle.h"
+#include "support/solvers.h"
 
 // Some returns keep their workspace on purpose; a leak checker in a
 // sanitized build would count those.
@@ -209,9 +210,7 @@ template <> struct Kind<ruf_zc> : DiscKind<ruf_zc, double> {};
 template <class E> using Real = typename Kind<E>::Real;
 template <class E> using Field = typename Kind<E>::Field;
 // A member's floating-point point: real, or the C complex type.
-template <class E>
-using Point = std::conditional_t<!Kind<E>::complex, Real<E>,
-                                 std::conditional_t<sizeof(Real<E>) == 4, ruf_c, ruf_z>>;
+template <class E> using Point = typename MemberTypes<E>::Point;
 
 // Caller arrays of elements, column-major with a leading dimension.
 template <class E> struct IMat {
@@ -331,35 +330,47 @@ inline std::string trial(int k, int n) {
 
 // ---- The members' routines ----
 
-// The solver routines of a member, through their lower-case wrapper spelling.
-template <class E> struct Solvers;
-#define RUF_TEST_COMMON(P, p, E)                                                                   \
-  static constexpr const char *code = #P;                                                          \
-  static constexpr auto trtrs = &p##trtrs, trtri = &p##trtri, gegas = &p##gegas;                   \
-  static constexpr auto gegss = &p##gegss, gekws = &p##gekws, gemip = &p##gemip;                   \
-  static constexpr auto gevsv = &p##gevsv;
-#define RUF_TEST_REAL(P, p, E)                                                                     \
-  template <> struct Solvers<E> {                                                                  \
-    RUF_TEST_COMMON(P, p, E)                                                                       \
-    static constexpr auto gehss = &p##gehss, gehbs = &p##gehbs, geszi = &p##geszi;                 \
-    static constexpr auto gerbr = &p##gerbr, gesvr = &p##gesvr;                                    \
-    static constexpr auto gepss = &p##gepss, gepps = &p##gepps;                                    \
-  };
-#define RUF_TEST_COMPLEX(P, p, E)                                                                  \
-  template <> struct Solvers<E> { RUF_TEST_COMMON(P, p, E) };
-RUF_TEST_REAL(SI, si, ruf_si)
-RUF_TEST_REAL(DI, di, ruf_di)
-RUF_TEST_COMPLEX(CR, cr, ruf_cr)
-RUF_TEST_COMPLEX(ZR, zr, ruf_zr)
-RUF_TEST_COMPLEX(CC, cc, ruf_cc)
-RUF_TEST_COMPLEX(ZC, zc, ruf_zc)
-#undef RUF_TEST_COMMON
-#undef RUF_TEST_REAL
-#undef RUF_TEST_COMPLEX
-
 // The member's routine name for a method: name<ruf_zc>("GEGAS") is "ZCGEGAS".
 template <class E> std::string name(const char *method) {
-  return Solvers<E>::code + std::string(method);
+  return MemberTypes<E>::code + std::string(method);
+}
+
+// A method on A (written by the inverses and GEMIP: pass one you own) and B
+// with c's options and scalars, the orders and leading dimensions from the
+// arrays; info, c holding what the call wrote (maxit, flag).
+template <class E> int solve(const char *method, const IMat<E> &a, IMat<E> &b, Call<E> &c) {
+  c.n = a.rows, c.nrhs = b.cols, c.lda = a.ld, c.ldb = b.ld;
+  c.a = const_cast<E *>(a.data()), c.b = b.data();
+  return invoke(method, c);
+}
+template <class E> int solve(const char *method, const IMat<E> &a, IMat<E> &b, Call<E> &&c = {}) {
+  return solve(method, a, b, c);
+}
+
+// A method run on copies of A and B as a user runs it: the result (B, or A
+// for the inverse) and info. "GEMIP+GEGSS" preconditions, encloses by
+// elimination for the start and refines that; two equal discs meet in a NaN
+// disc (the intersection makes no test for concentric discs), so a disc
+// start may be taken at twice its radius.
+template <class E>
+std::pair<IMat<E>, int> run(const std::string &method, IMat<E> a, IMat<E> b, Call<E> c = {},
+                            bool widen_disc_start = false) {
+  if (method == "TRTRI") {
+    const int info = solve<E>("TRTRI", a, a, c);
+    return {a, info};
+  }
+  std::vector<Point<E>> x(static_cast<std::size_t>(a.rows) * b.cols + 1);
+  c.x = x.data(), c.ldx = a.rows;
+  if (method != "GEMIP+GEGSS") return {b, solve(method.c_str(), a, b, c)};
+  int info = solve<E>("GEMIP", a, b);
+  if (info != 0) return {b, info};
+  IMat<E> x0 = b;
+  if ((info = solve<E>("GEGAS", a, x0)) != 0) return {b, info};
+  if constexpr (Kind<E>::disc)
+    for (E &e : x0.v)
+      e.rad *= widen_disc_start ? 2 : 1;
+  c.x0 = x0.data();
+  return {b, solve<E>("GEGSS", a, b, c)};
 }
 
 using RealMembers = ::testing::Types<ruf_si, ruf_di>;

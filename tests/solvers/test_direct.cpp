@@ -24,15 +24,11 @@ template <class E> E nan_element() {
 }
 
 template <class E> int gegas(const char *trans, const IMat<E> &a, IMat<E> &b) {
-  int info = 99;
-  Solvers<E>::gegas(trans, &a.rows, &b.cols, a.data(), &a.ld, b.data(), &b.ld, &info, 1);
-  return info;
+  return solve<E>("GEGAS", a, b, {.trans = trans});
 }
+// Options as "LNN": uplo, trans, diag.
 template <class E> int trtrs(const char *options, const IMat<E> &a, IMat<E> &b) {
-  int info = 99;
-  Solvers<E>::trtrs(options, options + 1, options + 2, &a.rows, &b.cols, a.data(), &a.ld, b.data(),
-                    &b.ld, &info, 1, 1, 1);
-  return info;
+  return solve<E>("TRTRS", a, b, {.uplo = options, .trans = options + 1, .diag = options + 2});
 }
 
 // "T" and "C" solve with A's strictly lower triangle mirrored onto the upper
@@ -117,10 +113,7 @@ TYPED_TEST(Direct, InverseWritesWholeColumns) {
       for (int i = 0; i < 3; ++i)
         if (lower ? i < j : i > j) a(i, j) = nan_element<E>();
     const IMat<E> before = a;
-    const int n = 3;
-    int info = 99;
-    Solvers<E>::trtri(uplo, "N", &n, a.data(), &a.ld, &info, 1, 1);
-    EXPECT_EQ(info, 0);
+    EXPECT_EQ(solve<E>("TRTRI", a, a, {.uplo = uplo}), 0);
     for (int j = 0; j < 3; ++j)
       for (int i = 0; i < 3; ++i)
         if (lower ? i < j : i > j)

@@ -24,22 +24,14 @@ namespace {
 
 using namespace ruf_test;
 
-// One call's arguments, every one a field. Options are indexed in the order
-// the routine takes them.
-template <class E> struct Args {
-  std::string opt[3] = {"N", "N", "N"};
-  int n = 3, nrhs = 2, lda = 3, ldb = 3, ldx = 3, k = 1;
-  bool zero_maxit = false;
-  Real<E> eps = Real<E>(1e-6);
-};
-
-// The arrays and scalars a call may write.
+// The arrays and scalars a call may write; bound to a call's arguments.
 template <class E> struct Data {
   IMat<E> a = filled(3, 3, around<E>(1, 0.5)), b = filled(3, 2, around<E>(5, 1));
   IMat<E> x = filled(3, 2, around<E>(0, 100));
-  int maxit = 5, flag = 7;
+  IMat<E> ranges = filled(2, 1, pt<E>(7)); // the singular-value ranges, the hull's bound
   Real<E> r = 7;
-  IMat<E> ranges = filled(2, 1, pt<E>(7)); // the singular-value ranges sa and sd
+  std::vector<Point<E>> approximation = std::vector<Point<E>>(9);
+  int maxit = 5, flag = 7;
   bool same_as(const Data &d) const {
     return same_bits(a, d.a) && same_bits(b, d.b) && same_bits(ranges, d.ranges) &&
            maxit == d.maxit && flag == d.flag && std::memcmp(&r, &d.r, sizeof r) == 0;
@@ -58,30 +50,38 @@ enum class Rule {
   work_limit, // maxit >= 1
   lead_x      // the approximation's leading dimension: >= max(1, n)
 };
+enum Option { uplo, trans, diag, ul };
 struct ArgRule {
   Rule rule;
   int position;
   const char *letters = nullptr; // an option's accepted letters
+  Option option = trans;
 };
+template <class E> const char *&option(Call<E> &c, Option o) {
+  return o == uplo ? c.uplo : o == trans ? c.trans : o == diag ? c.diag : c.ul;
+}
 
 // A method of a member: its argument rules in declared order, the arrays it
 // asks for (E, P, R, I: element, point, real and integer arrays; 2: n x n,
 // r: n x nrhs, 1: n, w: LAPACK's work of 64 n), how many of them stop the
-// call when they fail, and how to call it.
+// call when they fail.
 template <class E> struct Method {
   const char *word;
   std::vector<ArgRule> rules;
   std::vector<std::string> layout;
-  std::function<int(const Args<E> &, Data<E> &)> call;
   int stopping = 1 << 30;
   std::function<void(Data<E> &)> data = nullptr; // a matrix on which the call succeeds
-  bool own = false; // our own design: releases on failure, no elementary operations
+  // Our own design (releases on failure, no elementary operations): the
+  // least order whose n x n arrays the workspace module's 32-bit byte count
+  // cannot hold, refused as no workspace before A is read.
+  int beyond = 0;
+  bool own() const { return beyond > 0; }
   // Valid arguments: every option its first letter.
-  Args<E> args() const {
-    Args<E> c;
-    int k = 0;
+  Call<E> args() const {
+    Call<E> c;
+    c.n = 3, c.nrhs = 2, c.lda = c.ldb = c.ldx = 3, c.eps = Real<E>(1e-6), c.maxit = -1;
     for (const ArgRule &r : rules)
-      if (r.rule == Rule::option) c.opt[k++] = std::string(1, r.letters[0]);
+      if (r.rule == Rule::option) option(c, r.option) = r.letters; // one letter is read
     return c;
   }
   // Data on which the call succeeds (and releases its workspace): by default
@@ -94,85 +94,52 @@ template <class E> struct Method {
     if (data) data(d);
     return d;
   }
+  // The call on d's arrays; maxit (unless the arguments give one) and flag
+  // come from d and go back to it.
+  int call(Call<E> c, Data<E> &d) const {
+    c.a = d.a.data(), c.b = d.b.data(), c.x0 = d.x.data(), c.x = d.approximation.data();
+    c.r = &d.r, c.lo = &d.ranges(0, 0), c.hi = &d.ranges(1, 0), c.flag = d.flag;
+    const int in = c.maxit = c.maxit < 0 ? d.maxit : c.maxit;
+    const int info = invoke(word, c);
+    if (c.maxit != in) d.maxit = c.maxit;
+    d.flag = c.flag;
+    return info;
+  }
 };
 
 template <class E> std::vector<Method<E>> methods() {
-  using S = Solvers<E>;
-  using A = Args<E>;
-  using D = Data<E>;
-  const auto opt = [](const A &c, int k) { return c.opt[k].c_str(); };
+  const std::vector<ArgRule> general = {{Rule::option, 1, "NnTtCc"},
+                                        {Rule::order, 2},
+                                        {Rule::count, 3},
+                                        {Rule::lead_a, 5},
+                                        {Rule::lead_b, 7}};
+  const auto with = [&](ArgRule r) {
+    std::vector<ArgRule> v = general;
+    v.push_back(r);
+    return v;
+  };
   std::vector<Method<E>> m = {
       {"TRTRS",
-       {{Rule::option, 1, "UuLl"},
+       {{Rule::option, 1, "UuLl", uplo},
         {Rule::option, 2, "NnTtCc"},
-        {Rule::option, 3, "NnUu"},
+        {Rule::option, 3, "NnUu", diag},
         {Rule::order, 4},
         {Rule::count, 5},
         {Rule::lead_a, 7},
         {Rule::lead_b, 9}},
-       {"E2", "E1"},
-       [opt](const A &c, D &d) {
-         int info = 99;
-         S::trtrs(opt(c, 0), opt(c, 1), opt(c, 2), &c.n, &c.nrhs, d.a.data(), &c.lda, d.b.data(),
-                  &c.ldb, &info, 1, 1, 1);
-         return info;
-       }},
+       {"E2", "E1"}},
       {"TRTRI",
-       {{Rule::option, 1, "UuLl"}, {Rule::option, 2, "NnUu"}, {Rule::order, 3}, {Rule::lead_a, 5}},
-       {"E2", "E1", "E2"},
-       [opt](const A &c, D &d) {
-         int info = 99;
-         S::trtri(opt(c, 0), opt(c, 1), &c.n, d.a.data(), &c.lda, &info, 1, 1);
-         return info;
-       }},
-      {"GEGAS",
-       {{Rule::option, 1, "NnTtCc"},
-        {Rule::order, 2},
-        {Rule::count, 3},
-        {Rule::lead_a, 5},
-        {Rule::lead_b, 7}},
-       {"E2"},
-       [opt](const A &c, D &d) {
-         int info = 99;
-         S::gegas(opt(c, 0), &c.n, &c.nrhs, d.a.data(), &c.lda, d.b.data(), &c.ldb, &info, 1);
-         return info;
-       }},
-      {"GEGSS",
-       {{Rule::option, 1, "NnTtCc"},
-        {Rule::order, 2},
-        {Rule::count, 3},
-        {Rule::lead_a, 5},
-        {Rule::lead_b, 7},
-        {Rule::eps_positive, 9}},
-       {"E2", "Er", "Er", "R2", "R1", "R1"},
-       [opt](const A &c, D &d) {
-         int info = 99;
-         S::gegss(opt(c, 0), &c.n, &c.nrhs, d.a.data(), &c.lda, d.b.data(), &c.ldb, d.x.data(),
-                  &c.eps, &d.maxit, &info, 1);
-         return info;
-       }},
-      {"GEKWS",
-       {{Rule::option, 1, "NnTtCc"},
-        {Rule::order, 2},
-        {Rule::count, 3},
-        {Rule::lead_a, 5},
-        {Rule::lead_b, 7},
-        {Rule::eps_nonnegative, 8}},
-       {},
-       [opt](const A &c, D &d) {
-         int info = 99;
-         S::gekws(opt(c, 0), &c.n, &c.nrhs, d.a.data(), &c.lda, d.b.data(), &c.ldb, &c.eps, &info,
-                  1);
-         return info;
-       }},
+       {{Rule::option, 1, "UuLl", uplo},
+        {Rule::option, 2, "NnUu", diag},
+        {Rule::order, 3},
+        {Rule::lead_a, 5}},
+       {"E2", "E1", "E2"}},
+      {"GEGAS", general, {"E2"}},
+      {"GEGSS", with({Rule::eps_positive, 9}), {"E2", "Er", "Er", "R2", "R1", "R1"}},
+      {"GEKWS", with({Rule::eps_nonnegative, 8}), {}},
       {"GEMIP",
        {{Rule::order, 1}, {Rule::count, 2}, {Rule::lead_a, 4}, {Rule::lead_b, 6}},
-       {"P2", "E2", "Er", "Pw", "I1"},
-       [](const A &c, D &d) {
-         int info = 99;
-         S::gemip(&c.n, &c.nrhs, d.a.data(), &c.lda, d.b.data(), &c.ldb, &info);
-         return info;
-       }},
+       {"P2", "E2", "Er", "Pw", "I1"}},
   };
   // Krawczyk: the point matrices (the single real member reserves a third),
   // the element arrays, then the inversion's arrays, whose failures the real
@@ -188,60 +155,27 @@ template <class E> std::vector<Method<E>> methods() {
   }
   // The single real member takes getri's work vector after the factorisation.
   if (real && sizeof(Real<E>) == 4) std::swap(m[5].layout[3], m[5].layout[4]);
-  if constexpr (!Kind<E>::complex) {
-    m.push_back({"GEHSS",
-                 {{Rule::option, 1, "NnTtCc"},
-                  {Rule::order, 2},
-                  {Rule::count, 3},
-                  {Rule::lead_a, 5},
-                  {Rule::lead_b, 7}},
-                 {"E2", "E2", "E1", "E1", "E1"},
-                 [opt](const A &c, D &d) {
-                   int info = 99;
-                   S::gehss(opt(c, 0), &c.n, &c.nrhs, d.a.data(), &c.lda, d.b.data(), &c.ldb, &info,
-                            1);
-                   return info;
-                 }});
+  // Point data: one orthant for the hull bounds (and a bracket within eps at
+  // once), a right-hand side the fast solver verifies.
+  const auto point_b = [](Data<E> &d) { d.b = filled(3, 2, pt<E>(5)); };
+  if (real) {
+    const std::vector<ArgRule> square = {{Rule::order, 1}, {Rule::lead_a, 3}};
+    m.push_back({"GEHSS", general, {"E2", "E2", "E1", "E1", "E1"}});
     m.push_back(
         {"GEHBS",
          {{Rule::option, 1, "NnTtCc"}, {Rule::order, 2}, {Rule::lead_a, 4}, {Rule::lead_b, 6}},
-         {"E2", "R2", "R2", "I1", "Rw", "R1", "R1", "R1", "R1", "R2"},
-         [opt](const A &c, D &d) {
-           int info = 99;
-           S::gehbs(opt(c, 0), &c.n, d.a.data(), &c.lda, d.b.data(), &c.ldb, &info, 1);
-           return info;
-         }});
-    m.push_back({"GESZI",
-                 {{Rule::order, 1}, {Rule::lead_a, 3}},
-                 {"E2", "E2", "E2", "R2"},
-                 [](const A &c, D &d) {
-                   int info = 99;
-                   S::geszi(&c.n, d.a.data(), &c.lda, &info);
-                   return info;
-                 }});
+         {"E2", "R2", "R2", "I1", "Rw", "R1", "R1", "R1", "R1", "R2"}});
+    m.push_back({"GESZI", square, {"E2", "E2", "E2", "R2"}});
+    // Undecided, the one outcome that releases the workspace.
     m.push_back({"GERBR",
-                 {{Rule::order, 1}, {Rule::lead_a, 3}},
+                 square,
                  {"R2", "R2", "R2", "R2", "R2", "I1", "Rw", "R1", "R1"},
-                 [](const A &c, D &d) {
-                   int info = 99;
-                   S::gerbr(&c.n, d.a.data(), &c.lda, &d.r, &d.flag, &info);
-                   return info;
-                 },
                  1 << 30,
-                 // Undecided, the one outcome that releases the workspace.
-                 [](D &d) {
+                 [](Data<E> &d) {
                    d.a = generated<E>(
                        3, 3, [](int i, int j) { return i == j ? pt<E>(1) : around<E>(0, 1); });
                  }});
-    m.push_back({"GESVR",
-                 {{Rule::order, 1}, {Rule::lead_a, 3}},
-                 {"R2", "R2", "R1", "R1", "Rw"},
-                 [](const A &c, D &d) {
-                   int info = 99;
-                   S::gesvr(&c.n, d.a.data(), &c.lda, &d.ranges(0, 0), &d.ranges(1, 0), &d.flag,
-                            &info);
-                   return info;
-                 }});
+    m.push_back({"GESVR", square, {"R2", "R2", "R1", "R1", "Rw"}});
     // The hull bounds: one layout up to the methods' own arrays (A, b, R,
     // I - R·A, R·b, X, two scratch vectors, pivots, getri's work), then the
     // vertex system's arrays; n = 3, computed in double by both members.
@@ -249,27 +183,10 @@ template <class E> std::vector<Method<E>> methods() {
                                              "#48",  "#48", "#48", "#12",  "#1536"};
     const std::vector<std::string> vertex = {"#72", "#144", "#144", "#48",
                                              "#48", "#48",  "#12",  "#12"};
-    const std::vector<ArgRule> hull_rules = {{Rule::option, 1, "NnTtCc"}, {Rule::order, 2},
-                                             {Rule::lead_a, 4},           {Rule::component, 6},
-                                             {Rule::eps_nonnegative, 7},  {Rule::option, 8, "UuLl"},
-                                             {Rule::work_limit, 9}};
-    using Routine = decltype(S::gepps);
-    const auto hull_call = [opt](Routine f) {
-      return [opt, f](const A &c, D &d) {
-        int info = 99;
-        const int in = c.zero_maxit ? 0 : d.maxit;
-        int maxit = in;
-        f(opt(c, 0), &c.n, d.a.data(), &c.lda, d.b.data(), &c.k, &c.eps, opt(c, 1), &maxit,
-          &d.ranges(0, 0), &info, 1, 1);
-        if (maxit != in) d.maxit = maxit;
-        return info;
-      };
-    };
-    // Point data: one orthant, and a bracket within eps at once.
-    const auto point_b = [](D &d) {
-      d.a = generated<E>(3, 3, [](int i, int j) { return pt<E>(i == j ? 8 : i < j ? 1 : -1); });
-      d.b = filled(3, 2, pt<E>(5));
-    };
+    const std::vector<ArgRule> hull_rules = {
+        {Rule::option, 1, "NnTtCc"}, {Rule::order, 2},           {Rule::lead_a, 4},
+        {Rule::component, 6},        {Rule::eps_nonnegative, 7}, {Rule::option, 8, "UuLl", ul},
+        {Rule::work_limit, 9}};
     // The programs: G, the tableau, h, c, u, y, the basis, U; then one
     // sub-problem record.
     std::vector<std::string> pps = common;
@@ -277,7 +194,7 @@ template <class E> std::vector<Method<E>> methods() {
       pps.push_back(c);
     pps.insert(pps.end(), vertex.begin(), vertex.end());
     pps.push_back("#352");
-    m.push_back({"GEPPS", hull_rules, pps, hull_call(S::gepps), 1 << 30, point_b, true});
+    m.push_back({"GEPPS", hull_rules, pps, 1 << 30, point_b, 11586});
     // The box pool (maxit + 1 slots), its free list, a scratch vector; then
     // the first list node.
     std::vector<std::string> pss = common;
@@ -285,37 +202,19 @@ template <class E> std::vector<Method<E>> methods() {
       pss.push_back(c);
     pss.insert(pss.end(), vertex.begin(), vertex.end());
     pss.push_back("#96");
-    m.push_back({"GEPSS", hull_rules, pss, hull_call(S::gepss), 1 << 30, point_b, true});
+    m.push_back({"GEPSS", hull_rules, pss, 1 << 30, point_b, 11586});
   }
   // The fast verified solver: eight m x m and twelve m x nrhs double
   // arrays, the pivots, getri's work, two vectors, for the real system's
   // order m (n, or 2n for the complex members).
-  {
-    const int order = Kind<E>::complex ? 6 : 3;
-    const auto sized = [](long long b) { return "#" + std::to_string(b); };
-    std::vector<std::string> vsv(8, sized(8LL * order * order));
-    vsv.insert(vsv.end(), 12, sized(8LL * order * 2));
-    for (const long long b : {4LL * order, 8LL * 64 * order, 8LL * order, 8LL * order})
-      vsv.push_back(sized(b));
-    m.push_back({"GEVSV",
-                 {{Rule::option, 1, "NnTtCc"},
-                  {Rule::order, 2},
-                  {Rule::count, 3},
-                  {Rule::lead_a, 5},
-                  {Rule::lead_b, 7},
-                  {Rule::lead_x, 9}},
-                 vsv,
-                 [opt](const A &c, D &d) {
-                   int info = 99;
-                   std::vector<Point<E>> x(9);
-                   S::gevsv(opt(c, 0), &c.n, &c.nrhs, d.a.data(), &c.lda, d.b.data(), &c.ldb,
-                            x.data(), &c.ldx, &info, 1);
-                   return info;
-                 },
-                 1 << 30,
-                 [](D &d) { d.b = filled(3, 2, pt<E>(5)); },
-                 true});
-  }
+  const int order = Kind<E>::complex ? 6 : 3;
+  const auto sized = [](long long b) { return "#" + std::to_string(b); };
+  std::vector<std::string> vsv(8, sized(8LL * order * order));
+  vsv.insert(vsv.end(), 12, sized(8LL * order * 2));
+  for (const long long b : {4LL * order, 8LL * 64 * order, 8LL * order, 8LL * order})
+    vsv.push_back(sized(b));
+  m.push_back(
+      {"GEVSV", with({Rule::lead_x, 9}), vsv, 1 << 30, point_b, Kind<E>::complex ? 16384 : 23171});
   return m;
 }
 
@@ -352,90 +251,89 @@ TYPED_TEST_SUITE(Frame, AllMembers);
 
 // The bent calls of a method, from its rules.
 template <class E>
-std::vector<std::pair<std::string, std::function<void(Args<E> &)>>> bends(const ArgRule &r,
-                                                                          int &option) {
-  using A = Args<E>;
+std::vector<std::pair<std::string, std::function<void(Call<E> &)>>> bends(const ArgRule &r) {
+  using C = Call<E>;
   using T = Real<E>;
   const T nan = std::numeric_limits<T>::quiet_NaN();
+  const Option o = r.option;
   switch (r.rule) {
-  case Rule::option: {
-    const int k = option++;
-    return {{"letter X", [k](A &c) { c.opt[k] = "X"; }}, {"blank", [k](A &c) { c.opt[k] = " "; }}};
-  }
+  case Rule::option:
+    return {{"letter X", [o](C &c) { option(c, o) = "X"; }},
+            {"blank", [o](C &c) { option(c, o) = " "; }}};
   case Rule::order:
-    return {{"n < 0", [](A &c) { c.n = -1; }}};
+    return {{"n < 0", [](C &c) { c.n = -1; }}};
   case Rule::count:
-    return {{"nrhs < 0", [](A &c) { c.nrhs = -1; }}};
+    return {{"nrhs < 0", [](C &c) { c.nrhs = -1; }}};
   case Rule::lead_a:
-    return {{"lda < n", [](A &c) { c.lda = 2; }}, {"lda 0, n 0", [](A &c) { c.lda = 0, c.n = 0; }}};
+    return {{"lda < n", [](C &c) { c.lda = 2; }}, {"lda 0, n 0", [](C &c) { c.lda = 0, c.n = 0; }}};
   case Rule::lead_b:
-    return {{"ldb < n", [](A &c) { c.ldb = 2; }}, {"ldb 0, n 0", [](A &c) { c.ldb = 0, c.n = 0; }}};
+    return {{"ldb < n", [](C &c) { c.ldb = 2; }}, {"ldb 0, n 0", [](C &c) { c.ldb = 0, c.n = 0; }}};
   case Rule::eps_positive:
-    return {{"eps 0", [](A &c) { c.eps = 0; }},
-            {"eps NaN", [nan](A &c) { c.eps = nan; }},
-            {"eps < 0, n 0", [](A &c) { c.eps = -1, c.n = 0; }}};
+    return {{"eps 0", [](C &c) { c.eps = 0; }},
+            {"eps NaN", [nan](C &c) { c.eps = nan; }},
+            {"eps < 0, n 0", [](C &c) { c.eps = -1, c.n = 0; }}};
   case Rule::lead_x:
-    return {{"ldx < n", [](A &c) { c.ldx = 2; }}, {"ldx 0, n 0", [](A &c) { c.ldx = 0, c.n = 0; }}};
+    return {{"ldx < n", [](C &c) { c.ldx = 2; }}, {"ldx 0, n 0", [](C &c) { c.ldx = 0, c.n = 0; }}};
   case Rule::component:
-    return {{"k 0", [](A &c) { c.k = 0; }}, {"k > n", [](A &c) { c.k = 4; }}};
+    return {{"k 0", [](C &c) { c.k = 0; }}, {"k > n", [](C &c) { c.k = 4; }}};
   case Rule::work_limit:
-    return {{"maxit 0", [](A &c) { c.zero_maxit = true; }}};
+    return {{"maxit 0", [](C &c) { c.maxit = 0; }}};
   case Rule::eps_nonnegative:
-    return {{"eps < 0", [](A &c) { c.eps = T(-1e-30); }},
-            {"eps NaN", [nan](A &c) { c.eps = nan; }},
-            {"eps -inf, n 0", [](A &c) { c.eps = -std::numeric_limits<T>::infinity(), c.n = 0; }}};
+    return {{"eps < 0", [](C &c) { c.eps = T(-1e-30); }},
+            {"eps NaN", [nan](C &c) { c.eps = nan; }},
+            {"eps -inf, n 0", [](C &c) { c.eps = -std::numeric_limits<T>::infinity(), c.n = 0; }}};
   }
   return {};
 }
 
 TYPED_TEST(Frame, BadArgumentsAndEmptyProblemsReturnBeforeAnyWork) {
   using E = TypeParam;
+  using Bend = std::function<void(Call<E> &)>;
   for (const Method<E> &m : methods<E>()) {
     const std::string routine = name<E>(m.word);
-    // Each bad argument alone, then together with the last rule's bad value.
-    std::vector<std::tuple<std::string, int, std::function<void(Args<E> &)>>> cases;
-    int option = 0;
+    // Each bad argument alone (info minus its position), then together with
+    // the last rule's bad value; the empty problems; an order too large.
+    std::vector<std::tuple<std::string, int, Bend>> cases;
     for (const ArgRule &r : m.rules)
-      for (auto &[what, bend] : bends<E>(r, option))
-        cases.emplace_back(what, r.position, bend);
+      for (auto &[what, bend] : bends<E>(r))
+        cases.emplace_back(what, -r.position, bend);
     const auto last = std::get<2>(cases.back());
-    const auto [first_what, first_position, first] = cases.front();
-    cases.emplace_back(first_what + " and the last rule", first_position, [=](Args<E> &c) {
+    const auto [first_what, first_info, first] = cases.front();
+    cases.emplace_back(first_what + " and the last rule", first_info, [=](Call<E> &c) {
       last(c);
       first(c);
     });
-    cases.emplace_back("n 0", 0, [](Args<E> &c) { c.n = 0; });
+    cases.emplace_back("n 0", 0, [](Call<E> &c) { c.n = 0; });
     for (const ArgRule &r : m.rules)
-      if (r.rule == Rule::count) cases.emplace_back("nrhs 0", 0, [](Args<E> &c) { c.nrhs = 0; });
-    for (const auto &[what, position, bend] : cases) {
+      if (r.rule == Rule::count) cases.emplace_back("nrhs 0", 0, [](Call<E> &c) { c.nrhs = 0; });
+    if (m.own())
+      cases.emplace_back("n beyond the workspace count", 1000,
+                         [n = m.beyond](Call<E> &c) { c.n = c.lda = c.ldb = c.ldx = n; });
+    for (const auto &[what, info, bend] : cases) {
       SCOPED_TRACE(routine + ": " + what);
       reset_doubles();
-      Args<E> c = m.args();
+      Call<E> c = m.args();
       bend(c);
       Data<E> d;
       const Data<E> before = d;
       prologues = 0;
-      EXPECT_EQ(m.call(c, d), -position);
+      EXPECT_EQ(m.call(c, d), info);
       EXPECT_TRUE(d.same_as(before)) << "an output was written";
-      if (position > 0)
-        EXPECT_TRUE(reported(routine, position));
+      if (info != 0)
+        EXPECT_TRUE(reported(routine, std::abs(info)));
       else
         EXPECT_TRUE(xerbla_calls().empty());
       EXPECT_EQ(allocation_count(), 0);
       EXPECT_EQ(prologues, 1) << "the routine's own entry only";
     }
     // Every accepted letter, in either case, is accepted.
-    option = 0;
-    for (const ArgRule &r : m.rules) {
-      if (r.rule != Rule::option) continue;
-      const int k = option++;
-      for (const char *l = r.letters; *l; ++l) {
-        Args<E> c = m.args();
-        c.opt[k] = std::string(1, *l);
+    for (const ArgRule &r : m.rules)
+      for (const char *l = r.letters; r.rule == Rule::option && *l; ++l) {
+        Call<E> c = m.args();
+        option(c, r.option) = l;
         Data<E> d = m.valid();
-        EXPECT_GE(m.call(c, d), 0) << routine << " option " << k + 1 << " " << *l;
+        EXPECT_GE(m.call(c, d), 0) << routine << " option " << r.position << " " << *l;
       }
-    }
   }
 }
 
@@ -455,7 +353,7 @@ TYPED_TEST(Frame, AllocationFailuresAndTheLayoutOfTheWorkspace) {
       EXPECT_TRUE(d.same_as(before)) << "an output was written";
       EXPECT_TRUE(reported(allocation_name<E>(routine, k), 1000));
       EXPECT_EQ(allocation_count(), k);
-      EXPECT_EQ(live_allocations() - live, m.own ? 0 : k - 1)
+      EXPECT_EQ(live_allocations() - live, m.own() ? 0 : k - 1)
           << "the arrays before the failure are kept (released by our own routines)";
     }
     SCOPED_TRACE(routine);
@@ -470,7 +368,7 @@ TYPED_TEST(Frame, AllocationFailuresAndTheLayoutOfTheWorkspace) {
     const std::uint32_t after =
         mxcsr::field_after(mxcsr::kTowardZero, [&] { EXPECT_EQ(m.call(m.args(), d), 0); });
     EXPECT_EQ(after, std::string(m.word) == "GEHBS" ? mxcsr::kNearest : mxcsr::kTowardZero);
-    if (m.own)
+    if (m.own())
       EXPECT_EQ(prologues, 1) << "its own arithmetic, no elementary operation";
     else
       EXPECT_GT(prologues, 10) << "the operations go through their wrappers";

@@ -24,14 +24,10 @@ template <class E> class RealIterative : public SolverTest<E> {};
 TYPED_TEST_SUITE(RealIterative, RealMembers);
 
 template <class E> int gekws(const IMat<E> &a, IMat<E> &b, Real<E> eps) {
-  int info = 99;
-  Solvers<E>::gekws("N", &a.rows, &b.cols, a.data(), &a.ld, b.data(), &b.ld, &eps, &info, 1);
-  return info;
+  return solve<E>("GEKWS", a, b, {.eps = eps});
 }
 template <class E> int gemip(IMat<E> &a, IMat<E> &b) {
-  int info = 99;
-  Solvers<E>::gemip(&a.rows, &b.cols, a.data(), &a.ld, b.data(), &b.ld, &info);
-  return info;
+  return solve<E>("GEMIP", a, b);
 }
 template <class E> IMat<E> diagonal(int n, E d) {
   return generated<E>(n, n, [&](int i, int j) { return i == j ? d : pt<E>(0); });
@@ -122,11 +118,9 @@ TYPED_TEST(RealIterative, GaussSeidelSweepRule) {
   for (const auto &k : cases) {
     SCOPED_TRACE(k.what);
     IMat<E> b = k.b;
-    int info = 99, sweeps = k.maxit;
-    Solvers<E>::gegss("N", &k.a.rows, &b.cols, k.a.data(), &k.a.ld, b.data(), &b.ld, k.x0.data(),
-                      &k.eps, &sweeps, &info, 1);
-    EXPECT_EQ(info, 0);
-    EXPECT_EQ(sweeps, k.sweeps);
+    Call<E> c{.maxit = k.maxit, .eps = k.eps, .x0 = const_cast<E *>(k.x0.data())};
+    EXPECT_EQ(solve<E>("GEGSS", k.a, b, c), 0);
+    EXPECT_EQ(c.maxit, k.sweeps);
     for (std::size_t e = 0; e < k.want.size(); ++e) {
       const E &x = b.v[e];
       const auto [lo, hi] = k.want[e];

@@ -24,15 +24,13 @@ template <class E> IMat<E> diagonal(std::vector<double> d, E off = E{0, 0}) {
   return generated<E>(n, n, [&](int i, int j) { return i == j ? pt<E>(d[i]) : off; });
 }
 template <class E> int gehss(const IMat<E> &a, IMat<E> &b, const char *trans = "N") {
-  int info = 99;
-  Solvers<E>::gehss(trans, &a.rows, &b.cols, a.data(), &a.ld, b.data(), &b.ld, &info, 1);
-  return info;
+  return solve<E>("GEHSS", a, b, {.trans = trans});
 }
 template <class E> int gehbs(const IMat<E> &a, IMat<E> &b, const char *trans = "N", int ldb = 0) {
-  int info = 99;
-  const int ld = ldb > 0 ? ldb : b.ld;
-  Solvers<E>::gehbs(trans, &a.rows, a.data(), &a.ld, b.data(), &ld, &info, 1);
-  return info;
+  Call<E> c{.trans = trans};
+  c.n = a.rows, c.lda = a.ld, c.ldb = ldb > 0 ? ldb : b.ld, c.a = const_cast<E *>(a.data());
+  c.b = b.data();
+  return invoke("GEHBS", c);
 }
 // Point systems (dominant) with exact solutions, and small interval ones with
 // their exact solution-set hulls.
@@ -165,9 +163,7 @@ TYPED_TEST(RealOnly, SchulzInverse) {
     IMat<E> a = k == 0 ? diagonal<E>(std::vector<double>(n, 1.0)) : dominant<E>(g, n);
     const IMat<E> a0 = a;
     const Mat<Q> inverse = *solve(centres(a), identity<Q>(n));
-    int info = 99;
-    Solvers<E>::geszi(&n, a.data(), &a.ld, &info);
-    ASSERT_EQ(info, 0);
+    ASSERT_EQ(solve<E>("GESZI", a, a), 0);
     if (k == 0)
       EXPECT_TRUE(same_bits(a, a0));
     else
@@ -180,14 +176,12 @@ template <class E> struct Verdict {
   Real<E> r = -99;
   E sa{-9, -9}, sd{-9, -9};
 };
-template <class E> Verdict<E> gerbr(const IMat<E> &a) {
+template <class E> Verdict<E> verdict(const char *method, const IMat<E> &a) {
   Verdict<E> v;
-  Solvers<E>::gerbr(&a.rows, a.data(), &a.ld, &v.r, &v.flag, &v.info);
-  return v;
-}
-template <class E> Verdict<E> gesvr(const IMat<E> &a) {
-  Verdict<E> v;
-  Solvers<E>::gesvr(&a.rows, a.data(), &a.ld, &v.sa, &v.sd, &v.flag, &v.info);
+  Call<E> c{.n = a.rows, .lda = a.ld, .flag = v.flag, .a = const_cast<E *>(a.data())};
+  c.r = &v.r, c.lo = &v.sa, c.hi = &v.sd;
+  v.info = invoke(method, c);
+  v.flag = c.flag;
   return v;
 }
 
@@ -216,14 +210,14 @@ TYPED_TEST(RealOnly, SpectralRegularityTest) {
   for (const auto &c : cases) {
     SCOPED_TRACE(c.what);
     const int live = live_allocations();
-    const auto v = gerbr(c.a);
+    const auto v = verdict("GERBR", c.a);
     EXPECT_EQ(v.info, 0);
     EXPECT_EQ(v.flag, c.flag);
     EXPECT_NEAR(v.r, c.r, 1e-6);
     EXPECT_EQ(live_allocations() - live, c.flag == 0 ? 0 : 9);
   }
   lapack.geev_status = 3;
-  const auto v = gerbr(rows<E>(2, {E{3, 4}, E{0, 1}, E{0, 1}, E{3, 4}}));
+  const auto v = verdict("GERBR", rows<E>(2, {E{3, 4}, E{0, 1}, E{0, 1}, E{3, 4}}));
   EXPECT_TRUE(v.info == 3 && v.flag == 0 && v.r == -99);
 }
 
@@ -249,7 +243,7 @@ TYPED_TEST(RealOnly, SingularValueRegularityTest) {
   };
   for (const auto &c : cases) {
     SCOPED_TRACE(c.what);
-    const auto v = gesvr(c.a);
+    const auto v = verdict("GESVR", c.a);
     EXPECT_EQ(v.info, 0);
     EXPECT_EQ(v.flag, c.flag);
     for (const auto &[got, want] : {std::pair{v.sa, c.sa}, std::pair{v.sd, c.sd}})
@@ -260,7 +254,7 @@ TYPED_TEST(RealOnly, SingularValueRegularityTest) {
   for (int failing : {1, 2}) {
     lapack = {};
     lapack.gesvd_fail_at = failing, lapack.gesvd_status = 2;
-    const auto v = gesvr(a);
+    const auto v = verdict("GESVR", a);
     EXPECT_TRUE(v.info == 2 && v.flag == 0) << failing;
     EXPECT_TRUE(ops::same(v.sa, failing == 1 ? E{0, 0} : E{0, 4}) && ops::same(v.sd, E{0, 0}));
   }
