@@ -47,17 +47,6 @@ TEST(Exports, EveryRoutineHasFiveSpellingsAndOneWrapperEntry) {
   }
 }
 
-TEST(Exports, NamesAreUniqueAndSpelledConsistently) {
-  std::set<std::string> seen;
-  for (const Names &n : table()) {
-    EXPECT_TRUE(seen.insert(n.upper).second) << "listed twice: " << n.upper;
-    std::string lowered = n.upper;
-    for (char &c : lowered)
-      c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    EXPECT_EQ(lowered, n.lower);
-  }
-}
-
 // The hull solvers' saved variables, as data under their '$' names, the same
 // objects the header's declarations reach.
 TEST(Exports, SavedVariables) {
@@ -117,11 +106,6 @@ TEST(Exports, NothingElseIsExported) {
     if (!have.count(s)) missing.push_back(s);
   EXPECT_TRUE(extra.empty()) << extra.size() << " unexpected, first " << extra.front();
   EXPECT_TRUE(missing.empty()) << missing.size() << " missing, first " << missing.front();
-}
-
-// Nothing outside the table leaks out under a wrapper-like name.
-TEST(Exports, InternalHelpersAreHidden) {
-  EXPECT_EQ(find("threading_prologue"), nullptr);
 }
 
 } // namespace

@@ -20,7 +20,6 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -397,19 +396,6 @@ inline ::testing::AssertionResult reported(const std::string &name, int info) {
     return ::testing::AssertionFailure()
            << "reported " << c.name << " " << c.info << " length " << c.name_len;
   return ::testing::AssertionSuccess();
-}
-
-// What a call did: its info, and whether every output kept its bits.
-struct Outcome {
-  int info;
-  bool untouched;
-};
-
-// Calls call(copies...) on copies of the outputs.
-template <class Call, class... M> Outcome on_copies(Call call, M... copies) {
-  const std::tuple<M...> before{copies...};
-  const int info = call(copies...);
-  return {info, std::apply([&](const M &...b) { return (same_bits(b, copies) && ...); }, before)};
 }
 
 } // namespace ruf_test
