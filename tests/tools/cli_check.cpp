@@ -6,7 +6,6 @@
 #define BOOST_BIND_GLOBAL_PLACEHOLDERS
 #include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
-#include <gmpxx.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -16,8 +15,10 @@
 #include <regex>
 #include <sstream>
 #include <string>
-#include <tuple>
+#include <initializer_list>
 #include <vector>
+
+#include "support/exact.h"
 
 namespace {
 
@@ -101,38 +102,21 @@ std::vector<std::vector<std::pair<double, double>>> enclosure(const ptree &m) {
   return rows;
 }
 
-using Matrix = std::vector<std::vector<mpq_class>>;
-
-// Solves M·X = R exactly (Gauss-Jordan; the test matrices need no pivoting).
-Matrix solve(Matrix m, Matrix r) {
-  const std::size_t n = m.size();
-  for (std::size_t k = 0; k < n; ++k) {
-    for (std::size_t i = 0; i < n; ++i) {
-      if (i == k) continue;
-      const mpq_class f = m[i][k] / m[k][k];
-      for (std::size_t j = 0; j < n; ++j)
-        m[i][j] -= f * m[k][j];
-      for (std::size_t j = 0; j < r[i].size(); ++j)
-        r[i][j] -= f * r[k][j];
-    }
-  }
-  for (std::size_t i = 0; i < n; ++i)
-    for (auto &x : r[i])
-      x /= m[i][i];
-  return r;
-}
+using ruf_test::Q;
+using ruf_test::QMat;
 
 // Rows from `first` on must contain `exact`, each bound allowed to miss it by
 // `slack`, and be no wider than `width`.
-void expect_contains(const ptree &m, const Matrix &exact, std::size_t first, double slack,
+void expect_contains(const ptree &m, const QMat &exact, std::size_t first, double slack,
                      double width) {
   const auto x = enclosure(m);
-  ASSERT_EQ(x.size(), exact.size());
+  ASSERT_EQ(x.size(), std::size_t(exact.rows));
   for (std::size_t i = first; i < x.size(); ++i) {
-    ASSERT_EQ(x[i].size(), exact[i].size());
+    ASSERT_EQ(x[i].size(), std::size_t(exact.cols));
     for (std::size_t j = 0; j < x[i].size(); ++j) {
       const auto [lo, hi] = x[i][j];
-      EXPECT_TRUE(mpq_class(lo) - slack <= exact[i][j] && exact[i][j] <= mpq_class(hi) + slack)
+      const Q &e = exact(int(i), int(j));
+      EXPECT_TRUE(Q(lo) - slack <= e && e <= Q(hi) + slack)
           << m.get<std::string>("name") << " " << i << j;
       EXPECT_LE(hi - lo, width) << m.get<std::string>("name") << " " << i << j;
     }
@@ -142,15 +126,23 @@ void expect_contains(const ptree &m, const Matrix &exact, std::size_t first, dou
 // Point data in tenths, written to the file as decimals ("4.1", "-1.0"), none
 // of them exactly representable in binary. The solutions' components are well
 // away from 0. A/10·X = B/10 has the solution of A·X = B.
-const Matrix kA = {{41, 10, 1}, {3, 50, -10}, {2, 7, 60}};
-const Matrix kB = {{1, 10}, {20, 3}, {-10, 7}};
+QMat tenths(int cols, std::initializer_list<long> rows) {
+  QMat m(3, cols);
+  auto v = rows.begin();
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < cols; ++j)
+      m(i, j) = *v++;
+  return m;
+}
+const QMat kA = tenths(3, {41, 10, 1, 3, 50, -10, 2, 7, 60});
+const QMat kB = tenths(2, {1, 10, 20, 3, -10, 7});
 
 std::string system_text() {
   std::string t = "3 2  # n, nrhs\n";
-  for (const Matrix *m : {&kA, &kB}) {
-    for (const auto &row : *m) {
-      for (const mpq_class &v : row) {
-        const long tenths = v.get_num().get_si();
+  for (const QMat *m : {&kA, &kB}) {
+    for (int i = 0; i < 3; ++i) {
+      for (int j = 0; j < m->cols; ++j) {
+        const long tenths = (*m)(i, j).get_num().get_si();
         t += (tenths < 0 ? "-" : "") + std::to_string(std::labs(tenths) / 10) + "." +
              std::to_string(std::labs(tenths) % 10) + " ";
       }
@@ -161,12 +153,15 @@ std::string system_text() {
 }
 
 TEST(SolveCli, EveryMethodEnclosesTheExactSolution) {
-  Matrix lower = kA; // what the triangular methods read with --uplo L
-  for (std::size_t i = 0; i < 3; ++i)
-    for (std::size_t j = i + 1; j < 3; ++j)
-      lower[i][j] = 0;
-  const Matrix solution = solve(kA, kB), lower_solution = solve(lower, kB),
-               lower_inverse = solve(lower, {{10, 0, 0}, {0, 10, 0}, {0, 0, 10}});
+  QMat lower = kA; // what the triangular methods read with --uplo L
+  for (int i = 0; i < 3; ++i)
+    for (int j = i + 1; j < 3; ++j)
+      lower(i, j) = 0;
+  QMat ten = ruf_test::identity<Q>(3);
+  for (Q &v : ten.a)
+    v *= 10;
+  const QMat solution = *ruf_test::solve(kA, kB), lower_solution = *ruf_test::solve(lower, kB),
+             lower_inverse = *ruf_test::solve(lower, ten);
   // What each method must enclose. `first`: DIGEHSS's rows above the last
   // read the transformed right-hand side (GehssKeepsItsBackSubstitution); only
   // its last row encloses the solution. `slack`: Krawczyk's narrowed products
@@ -174,7 +169,7 @@ TEST(SolveCli, EveryMethodEnclosesTheExactSolution) {
   // data leave rounding widths only, but the H-matrix bound is wide even so.
   const struct {
     const char *name;
-    const Matrix &exact;
+    const QMat &exact;
     std::size_t first;
     double slack, width;
   } expected[] = {
