@@ -96,10 +96,21 @@ std::vector<unsigned char> run_thread(int t, int &disturbed) {
   std::vector<unsigned char> out;
   const std::uint32_t saved = mx::read();
   mx::write(((saved & ~mx::kField & ~mx::kFlags) | kModes[t]) | kRaised[t]);
+  const auto changed = [t] {
+    const std::uint32_t now = mx::read();
+    return (now & mx::kField) != kModes[t] || (now & kRaised[t]) != kRaised[t];
+  };
   for (int k = 0; k < kRounds; ++k) {
     round_of_calls(t, k, out);
-    const std::uint32_t now = mx::read();
-    disturbed += (now & mx::kField) != kModes[t] || (now & kRaised[t]) != kRaised[t];
+    disturbed += changed();
+    // A burst of the shortest calls: the other threads switch directions
+    // all through it, so a direction saved anywhere but per call shows.
+    const ruf_di x{1, 1 + k * 0x1p-20}, y{0.1, 0.3};
+    ruf_di r;
+    for (int i = 0; i < 2000; ++i) {
+      DI_DI_ADDI(&r, &x, &y);
+      disturbed += changed();
+    }
   }
   mx::write(saved);
   return out;
