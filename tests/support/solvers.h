@@ -15,36 +15,19 @@ namespace ruf_test {
 // A member's real type, floating-point point (real, or the C complex type)
 // and type code.
 template <class E> struct MemberTypes;
-template <> struct MemberTypes<ruf_si> {
-  using Real = float;
-  using Point = float;
-  static constexpr const char *code = "SI";
-};
-template <> struct MemberTypes<ruf_di> {
-  using Real = double;
-  using Point = double;
-  static constexpr const char *code = "DI";
-};
-template <> struct MemberTypes<ruf_cr> {
-  using Real = float;
-  using Point = ruf_c;
-  static constexpr const char *code = "CR";
-};
-template <> struct MemberTypes<ruf_zr> {
-  using Real = double;
-  using Point = ruf_z;
-  static constexpr const char *code = "ZR";
-};
-template <> struct MemberTypes<ruf_cc> {
-  using Real = float;
-  using Point = ruf_c;
-  static constexpr const char *code = "CC";
-};
-template <> struct MemberTypes<ruf_zc> {
-  using Real = double;
-  using Point = ruf_z;
-  static constexpr const char *code = "ZC";
-};
+#define RUF_TEST_MEMBER(E, R, P, CODE)                                                             \
+  template <> struct MemberTypes<E> {                                                              \
+    using Real = R;                                                                                \
+    using Point = P;                                                                               \
+    static constexpr const char *code = CODE;                                                      \
+  };
+RUF_TEST_MEMBER(ruf_si, float, float, "SI")
+RUF_TEST_MEMBER(ruf_di, double, double, "DI")
+RUF_TEST_MEMBER(ruf_cr, float, ruf_c, "CR")
+RUF_TEST_MEMBER(ruf_zr, double, ruf_z, "ZR")
+RUF_TEST_MEMBER(ruf_cc, float, ruf_c, "CC")
+RUF_TEST_MEMBER(ruf_zc, double, ruf_z, "ZC")
+#undef RUF_TEST_MEMBER
 
 // One call's arguments. Outputs a routine writes through a pointer stay with
 // the caller; the scalars it reads and writes (maxit, flag, info) are here.
