@@ -12,10 +12,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <initializer_list>
 #include <regex>
 #include <sstream>
 #include <string>
-#include <initializer_list>
 #include <vector>
 
 #include "support/exact.h"
